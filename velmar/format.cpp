@@ -1,0 +1,804 @@
+// The bounded formatter: one table-driven engine that walks the format once.
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "velmar/velmar.h"
+
+#if !defined(__APPLE__) && !defined(__GLIBC__)
+#error "the C library has to offer __vsprintf_chk"
+#endif
+extern "C" int __vsprintf_chk(char* buffer, int flag, size_t objectSize, const char* format, va_list argList);
+
+namespace velmar {
+namespace {
+
+// ---- Classes, states and their table
+
+enum char_class : unsigned char {
+    CLASS_OTHER,
+    CLASS_PERCENT,
+    CLASS_DOT,
+    CLASS_STAR,
+    CLASS_ZERO,
+    CLASS_DIGIT,
+    CLASS_FLAG,
+    CLASS_SIZE,
+    CLASS_CONV
+};
+constexpr int kClasses = CLASS_CONV + 1;
+
+enum format_state : unsigned char {
+    STATE_TEXT,       // ordinary text; also the second '%' of "%%"
+    STATE_PERCENT,    // a '%' opened a directive
+    STATE_FLAGS,      // one of space # + - 0
+    STATE_WIDTH,      // a digit or '*' of the width
+    STATE_DOT,        // the '.' before the precision
+    STATE_PRECISION,  // a digit or '*' of the precision
+    STATE_SIZE,       // a size prefix
+    STATE_CONV,       // the conversion: the directive is complete
+    STATE_INVALID     // a character that is not allowed at its place
+};
+constexpr int kStates = STATE_INVALID + 1;
+
+constexpr char_class classify(char c) {
+    if (c == '%') return CLASS_PERCENT;
+    if (c == '.') return CLASS_DOT;
+    if (c == '*') return CLASS_STAR;
+    if (c == '0') return CLASS_ZERO;
+    if (c >= '1' && c <= '9') return CLASS_DIGIT;
+    for (const char* p = " #+-"; *p != '\0'; ++p)
+        if (c == *p) return CLASS_FLAG;
+    for (const char* p = "ILNZhjlqtwz"; *p != '\0'; ++p)
+        if (c == *p) return CLASS_SIZE;
+    for (const char* p = "CEFGSXcdefgiopsux"; *p != '\0'; ++p)
+        if (c == *p) return CLASS_CONV;
+    return CLASS_OTHER;
+}
+
+constexpr char kFirstClassified = ' ';
+constexpr char kLastClassified = 'z';
+constexpr int kTableSize = kLastClassified - kFirstClassified + 1;
+static_assert(kTableSize == 91 && kClasses * kStates <= kTableSize, "both halves share 91 bytes");
+
+// Low four bits at [c - ' ']: the class of the character c. High four bits at [class * 9 + state]: the next
+// state.
+struct lookup_table {
+    unsigned char bytes[kTableSize];
+};
+constexpr lookup_table build_lookup_table() {
+    constexpr format_state T = STATE_TEXT, P = STATE_PERCENT, F = STATE_FLAGS, W = STATE_WIDTH, D = STATE_DOT,
+                           N = STATE_PRECISION, S = STATE_SIZE, C = STATE_CONV, X = STATE_INVALID;
+    // The state that a character of each class (row) leads to from each state (column). A flag may follow a
+    // width, which then starts again; '*' may not follow a digit of the width; size prefixes may repeat. Kept
+    // so.
+    constexpr format_state kTransitions[kClasses][kStates] = {
+        //           TEXT PERCENT FLAGS WIDTH DOT PRECISION SIZE CONV INVALID
+        /* other   */ {T, X, X, X, X, X, X, T, T},
+        /* percent */ {P, T, X, X, X, X, X, P, T},
+        /* dot     */ {T, D, D, D, X, X, X, T, T},
+        /* star    */ {T, W, W, X, N, X, X, T, T},
+        /* zero    */ {T, F, F, W, N, N, X, T, T},
+        /* digit   */ {T, W, W, W, N, N, X, T, T},
+        /* flag    */ {T, F, F, F, X, X, X, T, T},
+        /* size    */ {T, S, S, S, S, S, S, T, T},
+        /* conv    */ {T, C, C, C, C, C, C, T, T},
+    };
+    lookup_table table{};
+    for (int i = 0; i < kTableSize; ++i) {
+        int entry = classify(static_cast<char>(kFirstClassified + i));
+        if (i < kClasses * kStates) entry |= kTransitions[i / kStates][i % kStates] << 4;
+        table.bytes[i] = static_cast<unsigned char>(entry);
+    }
+    return table;
+}
+constexpr lookup_table velmar__lookuptable_s = build_lookup_table();
+
+constexpr format_state next_state(format_state state, char c) {
+    const unsigned index = static_cast<unsigned char>(c) - static_cast<unsigned>(kFirstClassified);
+    int row = CLASS_OTHER;
+    if (index < kTableSize) row = velmar__lookuptable_s.bytes[index] & 0xF;
+    return static_cast<format_state>(velmar__lookuptable_s.bytes[row * kStates + state] >> 4);
+}
+
+// ---- The directive being read
+
+enum format_flag : uint32_t {
+    FLAG_SIGN = 0x1,           // '+'
+    FLAG_SIGN_SPACE = 0x2,     // ' '
+    FLAG_LEFT = 0x4,           // '-', or a negative width given by '*'
+    FLAG_LEADZERO = 0x8,       // '0'
+    FLAG_LONG = 0x10,          // l
+    FLAG_SHORT = 0x20,         // h
+    FLAG_SIGNED = 0x40,        // conversions d and i
+    FLAG_ALTERNATE = 0x80,     // '#', and conversion p
+    FLAG_NEGATIVE = 0x100,     // the value is negative
+    FLAG_FORCE_OCTAL = 0x200,  // conversion o with '#'
+    FLAG_LONG_DOUBLE = 0x400,  // L, q
+    FLAG_WIDECHAR = 0x800,     // w; conversions C and S
+    FLAG_LONGLONG = 0x1000,    // ll, L, q
+    FLAG_CHAR = 0x2000,        // hh
+    FLAG_POINTER = 0x4000,     // conversion p
+    FLAG_I64 = 0x8000,         // I, I64; conversion p
+    FLAG_PTRDIFF = 0x10000,    // t
+    FLAG_SIZE = 0x20000,       // z
+    FLAG_INTMAX = 0x40000,     // j
+};
+
+constexpr int32_t kNotGiven = -1;  // any negative precision means that none was given
+
+struct format_spec {
+    uint32_t flags = 0;
+    int32_t width = 0;
+    int32_t precision = kNotGiven;
+    char prefix[2] = {};
+    int32_t prefix_length = 0;
+    const char* text = nullptr;
+    const wchar_t* wide_text = nullptr;
+    int32_t text_length = 0;    // wide characters, for a wide text
+    bool text_is_wide = false;  // the text is wide_text, converted while it is written
+    bool no_output = false;     // the conversion writes nothing, not even padding
+    bool has_minus = false;     // FLAG_LEFT comes from a '-'
+};
+
+// The values to format. Where the format came without any, each is 0 or null.
+struct argument_list {
+    va_list values;
+    bool absent;
+};
+template <typename Type>
+Type next_argument(argument_list* arguments) {
+    return arguments->absent ? Type{} : va_arg(arguments->values, Type);
+}
+
+// ---- The bounded output
+
+// `count` bytes may still be written at `cur`. It goes negative when a write finds no room.
+struct output_stream {
+    int32_t count;
+    char* cur;
+};
+
+// The writers check every byte; -1 in *chars_out tells that the stream is exhausted.
+void write_char_a(int ch, output_stream* stream, int* chars_out) {
+    if (--stream->count < 0) {
+        stream->count = -1;
+        *chars_out = -1;
+        return;
+    }
+    *stream->cur++ = static_cast<char>(ch);
+    ++*chars_out;
+}
+
+void write_multi_char_a(int ch, int n, output_stream* stream, int* chars_out) {
+    for (; n >= 1 && *chars_out >= 0; --n) write_char_a(ch, stream, chars_out);
+}
+
+void write_string_a(const char* str, int n, output_stream* stream, int* chars_out) {
+    for (; n >= 1 && *chars_out >= 0; --n) write_char_a(*str++, stream, chars_out);
+}
+
+// Room for n bytes with at least one to spare: the piece can be written without looking at every byte.
+bool has_room(const output_stream* stream, int n) {
+    return stream->count > n;
+}
+
+void advance(output_stream* stream, int* chars_out, int n) {
+    stream->cur += n;
+    stream->count -= n;
+    *chars_out += n;
+}
+
+constexpr int kShortPiece = 16;
+
+// Copies `n` bytes; short pieces with two moves that may overlap each other.
+void copy_text(char* to, const char* from, size_t n) {
+    if (n > 2 * kShortPiece) {
+        memcpy(to, from, n);
+    } else if (n >= kShortPiece) {
+        memcpy(to, from, kShortPiece);
+        memcpy(to + n - kShortPiece, from + n - kShortPiece, kShortPiece);
+    } else if (n >= 8) {
+        memcpy(to, from, 8);
+        memcpy(to + n - 8, from + n - 8, 8);
+    } else if (n >= 4) {
+        memcpy(to, from, 4);
+        memcpy(to + n - 4, from + n - 4, 4);
+    } else if (n > 0) {
+        to[0] = from[0];
+        to[n / 2] = from[n / 2];
+        to[n - 1] = from[n - 1];
+    }
+}
+
+void put_text(const char* text, int n, output_stream* stream, int* chars_out) {
+    if (!has_room(stream, n)) return write_string_a(text, n, stream, chars_out);
+    copy_text(stream->cur, text, static_cast<size_t>(n));
+    advance(stream, chars_out, n);
+}
+
+void put_padding(char fill, int64_t n, output_stream* stream, int* chars_out) {
+    if (n < 1) return;
+    const int length = static_cast<int>(n);  // a padding is never longer than the width
+    if (!has_room(stream, length)) return write_multi_char_a(fill, length, stream, chars_out);
+    memset(stream->cur, fill, static_cast<size_t>(length));
+    advance(stream, chars_out, length);
+}
+
+// ---- Reading a directive
+
+bool append_digit(int32_t* number, char digit) {
+    constexpr int32_t kLargestBeforeDigit = 21474836;
+    if (*number > kLargestBeforeDigit) return false;
+    *number = *number * 10 + (digit - '0');
+    return true;
+}
+
+void read_flag(format_spec* spec, char c) {
+    switch (c) {
+        case ' ': spec->flags |= FLAG_SIGN_SPACE; break;
+        case '#': spec->flags |= FLAG_ALTERNATE; break;
+        case '+': spec->flags |= FLAG_SIGN; break;
+        case '-':
+            spec->flags |= FLAG_LEFT;
+            spec->has_minus = true;
+            break;
+        default: spec->flags |= FLAG_LEADZERO; break;
+    }
+}
+
+bool read_width(format_spec* spec, char c, format_state previous, argument_list* arguments) {
+    if (c == '*') {
+        const int value = next_argument<int>(arguments);
+        if (value < 0) spec->flags |= FLAG_LEFT;
+        spec->width = value >= 0 ? value : value == INT_MIN ? INT_MAX : -value;
+        return true;
+    }
+    if (previous != STATE_WIDTH) spec->width = 0;  // a width behind a later flag starts again
+    return append_digit(&spec->width, c);
+}
+
+bool read_precision(format_spec* spec, char c, argument_list* arguments) {
+    if (c == '*')
+        spec->precision = next_argument<int>(arguments);
+    else if (!append_digit(&spec->precision, c))
+        return false;
+    if (spec->precision < kNotGiven) spec->precision = kNotGiven;
+    return true;
+}
+
+enum size_result { SIZE_IS_PREFIX, SIZE_IS_TEXT };
+
+// `*next` points behind the size character and is moved over what belongs to it.
+size_result read_size(format_spec* spec, char c, const char** next) {
+    const char* const p = *next;
+    switch (c) {
+        case 'h':
+            spec->flags |= *p == 'h' ? FLAG_CHAR : FLAG_SHORT;
+            break;  // the second h sets FLAG_SHORT as well
+        case 'l':
+            spec->flags |= *p == 'l' ? FLAG_LONGLONG : FLAG_LONG;
+            if (*p == 'l') *next = p + 1;
+            break;
+        case 'L':
+        case 'q': spec->flags |= FLAG_LONGLONG | FLAG_LONG_DOUBLE; break;
+        case 'j': spec->flags |= FLAG_INTMAX; break;
+        case 't': spec->flags |= FLAG_PTRDIFF; break;
+        case 'z': spec->flags |= FLAG_SIZE; break;
+        case 'w': spec->flags |= FLAG_WIDECHAR; break;
+        case 'I':
+            if (p[0] == '3' && p[1] == '2') {
+                spec->flags &= ~static_cast<uint32_t>(FLAG_I64);
+                *next = p + 2;
+            } else if (p[0] == '6' && p[1] == '4') {
+                spec->flags |= FLAG_I64;
+                *next = p + 2;
+            } else if (*p != '\0' && strchr("diouxX", *p) != nullptr) {
+                spec->flags |= FLAG_I64;
+            } else {
+                return SIZE_IS_TEXT;
+            }
+            break;
+        default: break;  // N and Z are accepted and ignored
+    }
+    return SIZE_IS_PREFIX;
+}
+
+// ---- Integers and pointers
+
+constexpr int kTextSize = 512;
+// Digits are built backwards from its end; one position in front is spare for the '0' of "%#o".
+using text_buffer = char[1 + kTextSize];
+
+constexpr char _itoa_upper_digits[] = "0123456789ABCDEFX";
+constexpr char _itoa_lower_digits[] = "0123456789abcdefx";
+constexpr int kPrefixLetter = 16;
+
+template <unsigned bits>
+char* write_power_of_two(uint64_t value, char* end, const char* digits) {
+    for (; value != 0; value >>= bits) *--end = digits[value & ((1U << bits) - 1)];
+    return end;
+}
+
+// "00" to "99".
+struct digit_pairs {
+    char text[200];
+};
+constexpr digit_pairs build_digit_pairs() {
+    digit_pairs pairs{};
+    for (int i = 0; i < 200; ++i) pairs.text[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
+    return pairs;
+}
+constexpr digit_pairs kDigitPairs = build_digit_pairs();
+
+// Writes the digits so that they end before `end`; none for 0. Returns where they begin.
+template <typename Unsigned>
+char* write_decimal(Unsigned value, char* end) {
+    for (; value >= 10; value /= 100) memcpy(end -= 2, kDigitPairs.text + 2 * (value % 100), 2);
+    if (value != 0) *--end = static_cast<char>('0' + value);
+    return end;
+}
+
+constexpr uint32_t kFlagsOf64Bits =
+    FLAG_LONG | FLAG_LONGLONG | FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX | FLAG_I64;
+
+uint64_t fetch_integer(uint32_t flags, argument_list* arguments) {
+    const bool is_signed = (flags & FLAG_SIGNED) != 0;
+    if ((flags & FLAG_POINTER) != 0) return reinterpret_cast<uintptr_t>(next_argument<void*>(arguments));
+    if ((flags & (FLAG_I64 | FLAG_LONGLONG)) != 0)
+        return static_cast<uint64_t>(next_argument<int64_t>(arguments));
+    if ((flags & FLAG_LONG) != 0) return static_cast<uint64_t>(next_argument<long>(arguments));
+    if ((flags & (FLAG_CHAR | FLAG_SHORT)) == 0 && (flags & kFlagsOf64Bits) != 0)
+        return static_cast<uint64_t>(next_argument<int64_t>(arguments));
+
+    const int value = next_argument<int>(arguments);
+    if ((flags & FLAG_CHAR) != 0)
+        return is_signed ? static_cast<uint64_t>(static_cast<signed char>(value))
+                         : static_cast<unsigned char>(value);
+    if ((flags & FLAG_SHORT) != 0)
+        return is_signed ? static_cast<uint64_t>(static_cast<int16_t>(value)) : static_cast<uint16_t>(value);
+    return is_signed ? static_cast<uint64_t>(value) : static_cast<uint32_t>(value);
+}
+
+void convert_integer(format_spec* spec, char conversion, argument_list* arguments, text_buffer& buffer) {
+    const char* digits = _itoa_lower_digits;
+    int radix = 10;
+    switch (conversion) {
+        case 'd':
+        case 'i': spec->flags |= FLAG_SIGNED; break;
+        case 'o':
+            radix = 8;
+            if ((spec->flags & FLAG_ALTERNATE) != 0) spec->flags |= FLAG_FORCE_OCTAL;
+            break;
+        case 'X':
+            radix = 16;
+            digits = _itoa_upper_digits;
+            break;
+        case 'x': radix = 16; break;
+        case 'p':
+            radix = 16;
+            spec->precision = 0;
+            spec->flags |= FLAG_I64 | FLAG_POINTER | FLAG_ALTERNATE;
+            break;
+        default: break;
+    }
+
+    uint64_t value = fetch_integer(spec->flags, arguments);
+    if ((spec->flags & FLAG_SIGNED) != 0 && static_cast<int64_t>(value) < 0) {
+        spec->flags |= FLAG_NEGATIVE;
+        value = 0 - value;
+    }
+    if ((spec->flags & kFlagsOf64Bits) == 0) value = static_cast<uint32_t>(value);
+
+    int32_t precision = spec->precision;
+    if (precision < 0) {
+        precision = 1;
+    } else {
+        if (conversion != 'p') spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
+        if (precision > kTextSize) precision = kTextSize;
+    }
+
+    if (radix == 16 && (spec->flags & FLAG_ALTERNATE) != 0 && value != 0) {  // zero never gets a prefix
+        spec->prefix[0] = '0';
+        spec->prefix[1] = digits[kPrefixLetter];
+        spec->prefix_length = 2;
+    }
+
+    char* const end = buffer + sizeof buffer;
+    char* text = radix == 10  ? write_decimal(value, end)
+                 : radix == 8 ? write_power_of_two<3>(value, end, digits)
+                              : write_power_of_two<4>(value, end, digits);
+    while (end - text < precision) *--text = '0';
+    if ((spec->flags & FLAG_FORCE_OCTAL) != 0 && (text == end || *text != '0')) *--text = '0';
+    spec->text = text;
+    spec->text_length = static_cast<int32_t>(end - text);
+}
+
+// ---- Characters and strings
+
+constexpr char STR_NULL_STRING[] = "(null)";
+constexpr wchar_t WSTR_NULL_STRING[] = L"(null)";
+
+// 'C' and 'S' are wide unless a size prefix says otherwise. Both conversions are padded with spaces only.
+bool is_wide(format_spec* spec, bool is_capital) {
+    if (is_capital && (spec->flags & (FLAG_SHORT | FLAG_LONG | FLAG_WIDECHAR)) == 0)
+        spec->flags |= FLAG_WIDECHAR;
+    spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
+    return (spec->flags & (FLAG_WIDECHAR | FLAG_LONG)) != 0;
+}
+
+void convert_character(format_spec* spec, char conversion, argument_list* arguments, text_buffer& buffer) {
+    const bool wide = is_wide(spec, conversion == 'C');
+    const int value = next_argument<int>(arguments);
+    buffer[0] = static_cast<char>(value);
+    spec->text = buffer;
+    spec->text_length = 1;
+    if (!wide) return;
+
+    static_assert(sizeof(text_buffer) >= MB_LEN_MAX, "the text buffer takes any multibyte character");
+    spec->text_length = wctomb(buffer, static_cast<wchar_t>(value));
+    spec->no_output = spec->text_length < 0;
+}
+
+void convert_string(format_spec* spec, char conversion, argument_list* arguments) {
+    const size_t limit = static_cast<size_t>(spec->precision < 0 ? INT_MAX : spec->precision);
+    spec->text_is_wide = is_wide(spec, conversion == 'S');
+    const void* argument = next_argument<void*>(arguments);
+    if (spec->text_is_wide) {
+        spec->wide_text = argument != nullptr ? static_cast<const wchar_t*>(argument) : WSTR_NULL_STRING;
+        spec->text_length = static_cast<int32_t>(wcsnlen(spec->wide_text, limit));
+    } else {
+        spec->text = argument != nullptr ? static_cast<const char*>(argument) : STR_NULL_STRING;
+        spec->text_length = static_cast<int32_t>(strnlen(spec->text, limit));
+    }
+}
+
+// ---- Floating point, which the C library formats
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wstringop-overflow"  // the object size that means "unbounded" alarms it
+#endif
+int indirectSprintf(char* buffer, const char* format, ...) {
+    constexpr size_t kUnbounded = static_cast<size_t>(-1);
+    va_list argList;
+    va_start(argList, format);
+    const int result = __vsprintf_chk(buffer, 0, kUnbounded, format, argList);
+    va_end(argList);
+    return result;
+}
+
+// Writes the directive for the C library: the same flags and conversion; width and precision as values,
+// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed. "%+
+// #0-*.*Lf" is the longest.
+constexpr size_t kLongestDirective = 11;
+
+void compose_directive(char* directive, const format_spec& spec, char conversion) {
+    *directive++ = '%';
+    if ((spec.flags & FLAG_SIGN) != 0) *directive++ = '+';
+    if ((spec.flags & FLAG_SIGN_SPACE) != 0) *directive++ = ' ';
+    if ((spec.flags & FLAG_ALTERNATE) != 0) *directive++ = '#';
+    if ((spec.flags & FLAG_LEADZERO) != 0) *directive++ = '0';
+    // Not FLAG_LEFT: a negative width given by '*' comes out right-justified here, on purpose.
+    if (spec.has_minus) *directive++ = '-';
+    memcpy(directive, "*.*", 3);
+    directive += 3;
+    if ((spec.flags & FLAG_LONG_DOUBLE) != 0) *directive++ = 'L';
+    *directive++ = conversion;
+    *directive = '\0';
+}
+
+// What a value needs: the most characters before the fraction, with room for sign, point and exponent; and
+// the precision from which on nothing is written.
+struct floating_limits {
+    int32_t size;
+    int32_t precision;
+};
+constexpr floating_limits kDoubleLimits = {349, 2147483299};
+constexpr floating_limits kLongDoubleLimits = {4972, 2147478676};
+
+// Writes the whole field, to which the C library has applied width and flags, or nothing. `length` is that of
+// the directive's own text.
+template <typename Value>
+void put_floating(Value value, const floating_limits& limits, const format_spec& spec, char conversion,
+                  size_t length, output_stream* stream, int* chars_out) {
+    constexpr size_t kLocalDirective = 16;
+    static_assert(kLongestDirective < kLocalDirective, "an allocated directive is longer still");
+
+    int32_t precision = spec.precision < 0 ? 6 : spec.precision;
+    if (precision == 0 && (conversion == 'g' || conversion == 'G')) precision = 1;
+    if (precision >= limits.precision) return;
+    int32_t size = precision + limits.size;
+    if (size < spec.width) size = spec.width;
+
+    char local_text[kTextSize];
+    char local_directive[kLocalDirective];
+    char* text = size < kTextSize ? local_text : static_cast<char*>(malloc(static_cast<size_t>(size) + 2));
+    if (text == nullptr) return;
+    char* directive = length < kLocalDirective ? local_directive : static_cast<char*>(malloc(length + 1));
+    if (directive != nullptr) {
+        compose_directive(directive, spec, conversion);
+        const int written = indirectSprintf(text, directive, spec.width, precision, value);
+        if (directive != local_directive) free(directive);
+        if (written >= 0 && written <= size) put_text(text, written, stream, chars_out);
+    }
+    if (text != local_text) free(text);
+}
+
+// ---- The field
+
+void put_wide_text(const format_spec& spec, output_stream* stream, int* chars_out) {
+    char bytes[MB_LEN_MAX];
+    for (int32_t i = 0; i < spec.text_length && *chars_out >= 0; ++i) {
+        const int length = wctomb(bytes, spec.wide_text[i]);
+        if (length < 1)
+            *chars_out = -1;
+        else
+            write_string_a(bytes, length, stream, chars_out);
+    }
+}
+
+void put_field(format_spec* spec, output_stream* stream, int* chars_out) {
+    if ((spec->flags & FLAG_SIGNED) != 0) {
+        spec->prefix_length = 1;
+        if ((spec->flags & FLAG_NEGATIVE) != 0)
+            spec->prefix[0] = '-';
+        else if ((spec->flags & FLAG_SIGN) != 0)
+            spec->prefix[0] = '+';
+        else if ((spec->flags & FLAG_SIGN_SPACE) != 0)
+            spec->prefix[0] = ' ';
+        else
+            spec->prefix_length = 0;
+    }
+    if (spec->text_length == 0 && (spec->flags & FLAG_POINTER) != 0) {
+        spec->text = "(nil)";
+        spec->text_length = 5;
+        spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
+    }
+
+    const int64_t padding = int64_t{spec->width} - spec->text_length - spec->prefix_length;
+    const bool left = (spec->flags & FLAG_LEFT) != 0;
+    const bool zeros = (spec->flags & FLAG_LEADZERO) != 0;
+    if (!left && !zeros) put_padding(' ', padding, stream, chars_out);
+    if (spec->prefix_length > 0) put_text(spec->prefix, spec->prefix_length, stream, chars_out);
+    if (!left && zeros) put_padding('0', padding, stream, chars_out);
+    if (spec->text_is_wide)
+        put_wide_text(*spec, stream, chars_out);
+    else
+        put_text(spec->text, spec->text_length, stream, chars_out);
+    if (left && *chars_out >= 0) put_padding(' ', padding, stream, chars_out);
+}
+
+// ---- The engine
+
+// Performs the directive, of `length` characters, that ends with this conversion.
+void put_conversion(format_spec* spec, char conversion, size_t length, argument_list* arguments,
+                    output_stream* stream, int* chars_out) {
+    text_buffer buffer;
+    switch (conversion) {
+        case 'c':
+        case 'C': convert_character(spec, conversion, arguments, buffer); break;
+        case 's':
+        case 'S': convert_string(spec, conversion, arguments); break;
+        case 'd':
+        case 'i':
+        case 'u':
+        case 'o':
+        case 'x':
+        case 'X':
+        case 'p': convert_integer(spec, conversion, arguments, buffer); break;
+        default:
+            if ((spec->flags & FLAG_LONG_DOUBLE) != 0)
+                put_floating(next_argument<long double>(arguments), kLongDoubleLimits, *spec, conversion,
+                             length, stream, chars_out);
+            else
+                put_floating(next_argument<double>(arguments), kDoubleLimits, *spec, conversion, length,
+                             stream, chars_out);
+            return;
+    }
+    if (!spec->no_output) put_field(spec, stream, chars_out);
+}
+
+// Performs what a '%' opens. Returns the place behind it, or null when it is invalid or unfinished.
+const char* put_directive(const char* directive, argument_list* arguments, output_stream* stream,
+                          int* chars_out) {
+    format_spec spec;
+    format_state state = STATE_PERCENT;
+    for (const char* next = directive + 1; *next != '\0';) {
+        const format_state previous = state;
+        const char c = *next++;
+        state = next_state(state, c);
+        switch (state) {
+            case STATE_TEXT: put_text(&c, 1, stream, chars_out); return next;
+            case STATE_FLAGS: read_flag(&spec, c); break;
+            case STATE_WIDTH:
+                if (!read_width(&spec, c, previous, arguments)) return nullptr;
+                break;
+            case STATE_DOT: spec.precision = 0; break;
+            case STATE_PRECISION:
+                if (!read_precision(&spec, c, arguments)) return nullptr;
+                break;
+            case STATE_SIZE:
+                if (read_size(&spec, c, &next) == SIZE_IS_PREFIX) break;
+                put_text(&c, 1, stream, chars_out);
+                return next;
+            case STATE_CONV:
+                put_conversion(&spec, c, static_cast<size_t>(next - directive), arguments, stream, chars_out);
+                return next;
+            default: return nullptr;
+        }
+    }
+    return nullptr;
+}
+
+// No buffer takes more than INT_MAX characters, so that a longer text does not fit either way.
+int clamp_length(size_t length) {
+    return length > INT_MAX ? INT_MAX : static_cast<int>(length);
+}
+
+// The number of characters before the next '%' or the end.
+size_t literal_length(const char* text) {
+#ifdef __GLIBC__
+    const char* end = strchrnul(text, '%');
+#else
+    const char* end = strchr(text, '%');
+    if (end == nullptr) end = text + strlen(text);
+#endif
+    return static_cast<size_t>(end - text);
+}
+
+// "%s" and "%d" without flags, width, precision and size need neither a directive nor a field.
+static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
+              "both are complete directives");
+
+char* write_pair(char* to, unsigned value) {
+    memcpy(to, kDigitPairs.text + 2 * value, 2);
+    return to + 2;
+}
+
+char* write_below_100(char* to, unsigned value) {
+    if (value >= 10) return write_pair(to, value);
+    *to = static_cast<char>('0' + value);
+    return to + 1;
+}
+
+// The decimal form of a value into `to`, which has room for kShortPiece characters. Returns its end.
+char* write_int(char* to, int value) {
+    auto magnitude = static_cast<unsigned>(value);
+    if (value < 0) {
+        *to++ = '-';
+        magnitude = 0 - magnitude;
+    }
+    if (magnitude < 100) return write_below_100(to, magnitude);
+    if (magnitude < 10000) return write_pair(write_below_100(to, magnitude / 100), magnitude % 100);
+    int digits = 5;
+    for (uint64_t limit = 100000; magnitude >= limit; limit *= 10) ++digits;
+    write_decimal(magnitude, to + digits);
+    return to + digits;
+}
+
+constexpr int kShortRun = 8;
+constexpr int kFar = kShortRun + kShortPiece;  // from the buffer's end: a short run and an integer fit
+
+// Writes text, "%s" and "%d" while the end of the buffer is far. Returns where something else begins.
+const char* put_plain(const char* format, argument_list* arguments, output_stream* stream, int* chars_out) {
+    char* cur = stream->cur;
+    const char* const end = cur + stream->count;
+    const char* const far = stream->count > kFar ? end - kFar : cur;
+    while (cur < far) {
+        char c = *format;
+        for (const char* const run_end = cur + kShortRun; c != '%' && c != '\0' && cur < run_end;
+             c = *++format)
+            *cur++ = c;
+        const char* text = format;
+        size_t length = 0;
+        if (c == '\0') break;
+        if (c != '%') {
+            length = literal_length(format);
+            format += length;
+        } else if (format[1] == 's') {
+            text = va_arg(arguments->values, const char*);
+            if (text == nullptr) text = STR_NULL_STRING;
+            length = strlen(text);
+            format += 2;
+        } else if (format[1] == 'd') {
+            cur = write_int(cur, va_arg(arguments->values, int));
+            format += 2;
+            continue;
+        } else {
+            break;
+        }
+        if (length >= static_cast<size_t>(end - cur)) {
+            advance(stream, chars_out, static_cast<int>(cur - stream->cur));
+            put_text(text, clamp_length(length), stream, chars_out);
+            return format;
+        }
+        copy_text(cur, text, length);
+        cur += length;
+    }
+    advance(stream, chars_out, static_cast<int>(cur - stream->cur));
+    return format;
+}
+
+int velmar_output_s(output_stream* stream, const char* format, argument_list* arguments) {
+    int chars_out = 0;
+    while (*format != '\0' && chars_out >= 0) {
+        if (!arguments->absent) format = put_plain(format, arguments, stream, &chars_out);
+        if (*format == '\0' || chars_out < 0) break;
+        if (*format == '%') {
+            format = put_directive(format, arguments, stream, &chars_out);
+            if (format == nullptr) return -1;
+        } else {
+            const size_t length = literal_length(format);
+            put_text(format, clamp_length(length), stream, &chars_out);
+            format += length;
+        }
+    }
+    return chars_out;
+}
+
+constexpr int kDidNotFit = -2;
+
+int vsnprintf_helper(char* dest, size_t size, const char* format, argument_list* arguments) {
+    output_stream stream = {static_cast<int32_t>(size), dest};
+    const int result = velmar_output_s(&stream, format, arguments);
+    if (result >= 0) {
+        if (--stream.count >= 0) {
+            *stream.cur = '\0';
+            return result;
+        }
+    }
+    dest[size - 1] = '\0';
+    return stream.count < 0 ? kDidNotFit : -1;
+}
+
+constexpr size_t kFormatLimit = 0x7FFFFFFF;
+constexpr size_t kAsMuchAsFits = static_cast<size_t>(-1);
+
+int format_bounded(char* dest, size_t destMax, size_t count, const char* format, argument_list* arguments) {
+    if (destMax == 0 || destMax > kFormatLimit || dest == nullptr || format == nullptr) {
+        if (dest != nullptr && destMax != 0) dest[0] = '\0';  // above the limit as well
+        return -1;
+    }
+    if (count >= kFormatLimit && count != kAsMuchAsFits) {
+        dest[0] = '\0';
+        return -1;
+    }
+    // What count cuts stays; what the buffer cuts is dropped. The asymmetry is intended.
+    const bool is_cut_by_count = count < destMax;
+    const int result = vsnprintf_helper(dest, is_cut_by_count ? count + 1 : destMax, format, arguments);
+    if (!is_cut_by_count) dest[destMax - 1] = '\0';
+    if (result >= 0) return result;
+    if (!is_cut_by_count || result != kDidNotFit) dest[0] = '\0';
+    return -1;
+}
+
+}  // namespace
+
+int vsnprintf_s(char* dest, size_t destMax, size_t count, const char* format, va_list argList) {
+    argument_list arguments;
+    arguments.absent = false;
+    va_copy(arguments.values, argList);
+    const int result = format_bounded(dest, destMax, count, format, &arguments);
+    va_end(arguments.values);
+    return result;
+}
+
+int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...) {
+    argument_list arguments;
+    arguments.absent = false;
+    va_start(arguments.values, format);
+    const int result = format_bounded(dest, destMax, count, format, &arguments);
+    va_end(arguments.values);
+    return result;
+}
+
+int format_without_arguments_s(char* dest, size_t destMax, size_t count, const char* format) {
+    argument_list none{};
+    none.absent = true;
+    return format_bounded(dest, destMax, count, format, &none);
+}
+
+}  // namespace velmar

@@ -1,0 +1,128 @@
+// The bounded fill, copy and append functions.
+#include <cstdint>
+#include <cstring>
+
+#include "velmar/velmar.h"
+
+namespace velmar {
+namespace {
+
+// One comparison refuses 0 as well as everything above the limit.
+bool capacity_is_invalid(size_t destMax) {
+    return destMax - 1 > STRING_MAX_LEN - 1;
+}
+
+bool ranges_are_disjoint(const void* first, size_t firstLength, const void* second, size_t secondLength) {
+    const auto a = reinterpret_cast<uintptr_t>(first);
+    const auto b = reinterpret_cast<uintptr_t>(second);
+    return a < b ? b - a >= firstLength : a - b >= secondLength && a != b;
+}
+
+int reset_string(char* dest, int code) {
+    dest[0] = '\0';
+    return code;
+}
+
+int memset_error(void* dest, size_t destMax, int c) {
+    if (capacity_is_invalid(destMax)) return ERANGE;
+    if (dest == nullptr) return EINVAL;
+    memset(dest, c, destMax);  // with the requested byte, not with zero
+    return ERANGE_RESET;
+}
+
+int memcpy_error(void* dest, size_t destMax, const void* src, size_t count) {
+    if (capacity_is_invalid(destMax)) return ERANGE;
+    if (dest == nullptr) return EINVAL;
+    int code = EOK;  // for dest equal to src, and for a count of 0
+    if (src == nullptr)
+        code = EINVAL_RESET;
+    else if (count > destMax)
+        code = ERANGE_RESET;
+    else if (dest != src && !ranges_are_disjoint(dest, count, src, count))
+        code = EOVERLAP_RESET;
+    if (code != EOK) memset(dest, 0, destMax);
+    return code;
+}
+
+// Classifies what strncpy_s refused, in an order of its own.
+int strncpy_error(char* dest, size_t destMax, const char* src, size_t count) {
+    if (capacity_is_invalid(destMax)) return ERANGE;
+    if (dest == nullptr) return EINVAL;
+    if (src == nullptr) return reset_string(dest, EINVAL_RESET);
+    if (count > STRING_MAX_LEN) return reset_string(dest, ERANGE_RESET);
+    return reset_string(dest, EOK);  // a count of 0
+}
+
+// Appends behind the `length` characters of `dest` character by character, which decides the cases that do
+// not fit or overlap, and leaves behind `dest`[0] what was copied until then.
+int append_by_character(char* dest, size_t destMax, size_t length, const char* src, size_t count) {
+    for (size_t k = 0;; ++k) {
+        char* end = dest + length + k;
+        *end = src[k];
+        if (*end == '\0') return EOK;
+        if (length + k == destMax - 1) return reset_string(dest, ERANGE_RESET);
+        if ((src > dest && end + 1 == src) || (src < dest && src + k + 1 == dest))
+            return reset_string(dest, EOVERLAP_RESET);
+        if (k + 1 == count) {
+            end[1] = '\0';
+            return EOK;
+        }
+    }
+}
+
+}  // namespace
+
+int memset_s(void* dest, size_t destMax, int c, size_t count) {
+    if (destMax <= MEM_MAX_LEN && dest != nullptr && count <= destMax) {
+        memset(dest, c, count);
+        return EOK;
+    }
+    return memset_error(dest, destMax, c);
+}
+
+int memcpy_s(void* dest, size_t destMax, const void* src, size_t count) {
+    if (count != 0 && destMax <= MEM_MAX_LEN && src != nullptr && dest != nullptr && count <= destMax &&
+        ranges_are_disjoint(dest, count, src, count)) {
+        memcpy(dest, src, count);
+        return EOK;
+    }
+    return memcpy_error(dest, destMax, src, count);
+}
+
+int strncpy_s(char* dest, size_t destMax, const char* src, size_t count) {
+    if (count - 1 > STRING_MAX_LEN - 1 || src == nullptr || dest == nullptr || capacity_is_invalid(destMax))
+        return strncpy_error(dest, destMax, src, count);
+
+    const size_t length = strnlen(src, count < destMax ? count : destMax);
+    if (length >= destMax) return reset_string(dest, ERANGE_RESET);
+    if (dest != src) {
+        if (!ranges_are_disjoint(dest, length + 1, src, length + 1))
+            return reset_string(dest, EOVERLAP_RESET);
+        memcpy(dest, src, length);
+    }
+    dest[length] = '\0';
+    return EOK;
+}
+
+int strncat_s(char* dest, size_t destMax, const char* src, size_t count) {
+    if (capacity_is_invalid(destMax)) return ERANGE;
+    if (dest == nullptr) return EINVAL;
+    if (src == nullptr) return reset_string(dest, EINVAL_RESET);
+    if (count > STRING_MAX_LEN) return reset_string(dest, ERANGE_RESET);
+
+    const size_t length = strnlen(dest, destMax);
+    if (src > dest && src < dest + length) return reset_string(dest, EOVERLAP_RESET);
+    if (length == destMax) return reset_string(dest, EINVAL_RESET);
+
+    const size_t room = destMax - length;  // the terminator included
+    const size_t added = strnlen(src, count < room ? count : room);
+    if (added < room && ranges_are_disjoint(dest, length + added + 1, src, added + 1)) {
+        memcpy(dest + length, src, added);
+        dest[length + added] = '\0';
+        return EOK;
+    }
+    if (count == 0) return EOK;  // the terminator stays where it is
+    return append_by_character(dest, destMax, length, src, count);
+}
+
+}  // namespace velmar
