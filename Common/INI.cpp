@@ -1,0 +1,201 @@
+#include "Common/INI.h"
+
+#include <cstring>
+
+#include "Common/Log.h"
+#include "Common/Paths.h"
+#include "velmar/velmar.h"
+
+// The module's state.
+char g_filename[1024] = ZERBIN_INITIAL_INI_FILE;  // the selected file
+char g_linetext[1024];                            // the line read last
+int32_t g_last_line_offset;                       // where that line and the one before it end;
+int32_t g_current_line_offset;                    // read by nobody, as is
+int32_t g_filesize;                               // this one, which is never set either
+
+namespace {
+
+constexpr char kSource[] = "Common/INI";
+constexpr size_t kHeaderSize = 128;
+
+bool HasBrackets(const char* line) {
+    return strchr(line, '[') != nullptr && strchr(line, ']') != nullptr;
+}
+
+enum class Lookup { kFound, kNoFile, kNoSection, kNoKey };
+
+// Finds the key's line in the selected file; it is then in g_linetext.
+Lookup FindKeyLine(const char* section, const char* key) {
+    FILE* stream = fopen(g_filename, "rb");
+    if (stream == nullptr) return Lookup::kNoFile;
+    Lookup result = Lookup::kFound;
+    if (!SectionExists(stream, section))
+        result = Lookup::kNoSection;
+    else if (!KeyExists(stream, key))
+        result = Lookup::kNoKey;
+    fclose(stream);
+    return result;
+}
+
+// The text behind the first '=' of g_linetext, or its end when it has none.
+char* ValueInLine() {
+    char* equals = strchr(g_linetext, '=');
+    return equals != nullptr ? equals + 1 : g_linetext + strlen(g_linetext);
+}
+
+}  // namespace
+
+bool SetIniFileName(const char* path) {
+    if (path == nullptr) {
+        Log(kSource, "SetIniFileName", "param error.");
+        return false;
+    }
+    FILE* stream = fopen(path, "rb");
+    if (stream == nullptr) {
+        Log(kSource, "SetIniFileName", "open file: %s failed, please check...\n", path);
+        return false;
+    }
+    velmar::memset_s(g_filename, sizeof g_filename, 0, sizeof g_filename);
+    velmar::strncpy_s(g_filename, sizeof g_filename, path, sizeof g_filename - 1);
+    fclose(stream);
+    return true;
+}
+
+const char* ReadString(const char* section, const char* key, const char* defaultValue) {
+    if (section == nullptr || key == nullptr || defaultValue == nullptr) {
+        Log(kSource, "ReadString", "param error.");
+        return defaultValue;
+    }
+    switch (FindKeyLine(section, key)) {
+        case Lookup::kFound: return Trim(ValueInLine());
+        case Lookup::kNoFile:
+            Log(kSource, "ReadString", "open file: %s failed, please check...", g_filename);
+            break;
+        case Lookup::kNoSection: Log(kSource, "ReadString", "cfg section [%s] not exists...", section); break;
+        case Lookup::kNoKey: Log(kSource, "ReadString", "cfg key [%s] not exists...", key); break;
+    }
+    return defaultValue;
+}
+
+const char* ReadStringEx(const char* section, const char* key, const char* defaultValue) {
+    if (section == nullptr || key == nullptr) {
+        Log(kSource, "ReadStringEx", "param error.");
+        return defaultValue;
+    }
+    const Lookup result = FindKeyLine(section, key);
+    if (result == Lookup::kFound) return ValueInLine();
+    if (result == Lookup::kNoFile)
+        Log(kSource, "ReadStringEx", "open file: %s failed, please check...\n", g_filename);
+    return defaultValue;
+}
+
+int32_t ReadInteger(const char* section, const char* key, int32_t defaultValue) {
+    if (section == nullptr || key == nullptr) {
+        Log(kSource, "ReadInteger", "param error");
+        return defaultValue;
+    }
+    // The null default is refused, so no value of the file is ever returned. Kept.
+    if (ReadString(section, key, nullptr) == nullptr) Log(kSource, "ReadInteger", "ReadString error");
+    return defaultValue;
+}
+
+const char* GetInitKey(const char* /*unused*/, const char* section, const char* key) {
+    if (section == nullptr || key == nullptr) {
+        Log(kSource, "GetInitKey", "param error.");
+        return nullptr;
+    }
+    return ReadString(section, key, "");
+}
+
+const char* GetKeyValue(const char* line) {
+    if (line == nullptr) {
+        Log(kSource, "GetKeyValue", "param error");
+        return nullptr;
+    }
+    const char* equals = strchr(line, '=');
+    return equals != nullptr ? equals + 1 : nullptr;
+}
+
+char* Trim(char* text) {
+    if (text == nullptr) {
+        Log(kSource, "Trim", "param error.");
+        return nullptr;
+    }
+    while (*text == ' ') ++text;
+    for (char* end = text + strlen(text); end > text && end[-1] == ' '; --end) end[-1] = '\0';
+    return text;
+}
+
+char* ReadLine(FILE* stream) {
+    if (stream == nullptr) {
+        Log(kSource, "ReadLine", "param error");
+        return nullptr;
+    }
+    g_last_line_offset = g_current_line_offset;
+
+    char line[sizeof g_linetext] = {};
+    size_t length = 0;
+    // The test for the end comes before the read, so the end itself is stored as one byte 0xFF. Kept.
+    while (feof(stream) == 0) {
+        const int c = fgetc(stream);
+        if (ferror(stream) != 0) break;
+        if (c == '\r') continue;
+        if (c == '\n') {
+            if (length > 0) break;
+            continue;
+        }
+        if (length < sizeof line - 1) line[length++] = static_cast<char>(c);
+    }
+    g_current_line_offset = static_cast<int32_t>(ftell(stream));
+    velmar::memset_s(g_linetext, sizeof g_linetext, 0, sizeof g_linetext);
+    velmar::memcpy_s(g_linetext, sizeof g_linetext, line, sizeof line);
+    return g_linetext[0] != '\0' ? g_linetext : nullptr;
+}
+
+bool SectionExists(FILE* stream, const char* section) {
+    if (stream == nullptr || section == nullptr) {
+        Log(kSource, "SectionExists", "param error");
+        return false;
+    }
+    while (const char* line = ReadLine(stream))
+        if (SectionExistsInLine(line, section)) return true;
+    Log(kSource, "SectionExists", "not found the section");
+    return false;
+}
+
+bool KeyExists(FILE* stream, const char* key) {
+    if (stream == nullptr || key == nullptr) {
+        Log(kSource, "KeyExists", "param error");
+        return false;
+    }
+    while (char* line = ReadLine(stream)) {
+        if (KeyExistsInLine(line, key)) return true;
+        if (HasBrackets(line)) return false;
+    }
+    Log(kSource, "KeyExists", "not found the key");
+    return false;
+}
+
+bool SectionExistsInLine(const char* line, const char* section) {
+    if (line == nullptr || section == nullptr) {
+        Log(kSource, "SectionExistsInLine", "param error.");
+        return false;
+    }
+    char header[kHeaderSize];
+    velmar::snprintf_s(header, sizeof header, sizeof header - 1, "[%s]", section);
+    return strstr(line, header) != nullptr;
+}
+
+bool KeyExistsInLine(char* line, const char* key) {
+    if (line == nullptr || key == nullptr) {
+        Log(kSource, "KeyExistsInLine", "param error.");
+        return false;
+    }
+    const char* trimmed = Trim(line);
+    if (strstr(trimmed, key) == nullptr) return false;
+    // Looked at from the line's start, not from where the key was found. Kept: "path=/x/name" has the key
+    // "name".
+    const char* behind = trimmed + strlen(key);
+    while (*behind == ' ') ++behind;
+    return *behind == '=' || *behind == '\0';
+}

@@ -1,0 +1,87 @@
+#include "Common/Log.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "velmar/velmar.h"
+
+namespace {
+
+char g_szlogFileName[1025];  // paths of up to 1,023 characters; the odd sizes are deliberate
+bool g_blogSystemInitSuccess = false;
+FILE* g_stream = nullptr;
+int32_t iCnt = 0;  // lines since the process started, lost ones included
+
+constexpr size_t kPathLimit = 1024;
+constexpr size_t kLineSize = 2048;
+constexpr long kFileSizeLimit = 10000001;  // bytes
+
+// The part behind the last '/'. A path without '/' loses its first character, deliberately.
+const char* ShortName(const char* path) {
+    size_t position = strlen(path);
+    while (position > 1 && path[position - 1] != '/') --position;
+    return path + position;
+}
+
+void ComposeLine(char* line, const char* file, const char* function, const char* message) {
+    const time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+    velmar::snprintf_s(line, kLineSize, kLineSize - 1, "line %d===%d-%d-%d %d:%d:%d   %s:%s --- %s\n", iCnt,
+                       local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                       local.tm_sec, file, function, message);
+}
+
+// Opens the stream if need be, moves to its end, and empties a file that has grown too large.
+bool PrepareStream() {
+    if (g_stream == nullptr) g_stream = fopen(g_szlogFileName, "a+");
+    if (g_stream == nullptr) return false;
+    if (fseek(g_stream, 0, SEEK_END) == 0 && ftell(g_stream) >= kFileSizeLimit) {
+        fclose(g_stream);
+        g_stream = fopen(g_szlogFileName, "w+");
+    }
+    return g_stream != nullptr;
+}
+
+// A doubled per cent sign is written as one, as if the line were a format; no other conversion is looked at.
+void FoldDoubledPercent(char* line) {
+    char* to = strchr(line, '%');
+    if (to == nullptr) return;
+    for (const char* from = to; *from != '\0'; *to++ = *from++)
+        if (from[0] == '%' && from[1] == '%') ++from;
+    *to = '\0';
+}
+
+}  // namespace
+
+void InitLogSystem(const char* path) {
+    g_blogSystemInitSuccess = path != nullptr && strlen(path) < kPathLimit;
+    if (g_blogSystemInitSuccess)
+        velmar::strncpy_s(g_szlogFileName, sizeof g_szlogFileName, path, sizeof g_szlogFileName - 1);
+}
+
+void CloseLogSystem() {
+    if (g_stream != nullptr) fclose(g_stream);
+    g_stream = nullptr;
+    g_blogSystemInitSuccess = false;
+}
+
+void Log(const char* file, const char* function, const char* format, ...) {
+    if (format == nullptr || function == nullptr || file == nullptr || !g_blogSystemInitSuccess) return;
+
+    char message[kLineSize];
+    va_list arguments;
+    va_start(arguments, format);
+    velmar::vsnprintf_s(message, kLineSize, kLineSize - 1, format, arguments);
+    va_end(arguments);
+
+    iCnt = static_cast<int32_t>(static_cast<uint32_t>(iCnt) + 1);
+    char line[kLineSize];
+    ComposeLine(line, ShortName(file), function, message);
+    if (!PrepareStream()) return;
+    FoldDoubledPercent(line);
+    fputs(line, g_stream);
+}

@@ -1,0 +1,19 @@
+// The log: one file, appended to, of numbered and time-stamped lines
+//   line 12===2009-3-5 9:4:12   Zerbin:main --- message
+// The number counts from 1 for the life of the process, lost lines included. Local time, no padding.
+#pragma once
+
+// Stores the log's path and enables logging; the file is opened by the first Log. A null path or one of 1,024
+// characters or more disables logging. A stream that is already open stays open.
+void InitLogSystem(const char* path);
+
+// Closes the stream, if open, and disables logging. The line number goes on counting.
+void CloseLogSystem();
+
+// Writes one line. `file` is the caller's source path, of which the part after the last '/' is shown (a path
+// without '/' is shown without its first character); `function` its name; `format` and what follows make the
+// message as velmar::snprintf_s does. Message and line are each cut to 2,047 characters; a cut line has no
+// line end. Does nothing while logging is disabled or when an argument is null. A file of 10,000,001 bytes or
+// more is emptied before the line. A line that cannot be written is lost, and the next call tries again;
+// failures are not reported. Lines reach the file one call later, or when the log closes.
+void Log(const char* file, const char* function, const char* format, ...);
