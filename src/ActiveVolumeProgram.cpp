@@ -1,0 +1,490 @@
+#include "src/ActiveVolumeProgram.h"
+
+#include <dirent.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "Common/Log.h"
+#include "src/Process.h"
+#include "velmar/velmar.h"
+
+namespace {
+
+constexpr char kSource[] = "src/ActiveVolumeProgram";
+constexpr size_t kBufferSize = 1024;     // lines, values and paths
+constexpr size_t kFileNameSize = 512;    // the disk image's name
+constexpr int kPollSeconds = 2;          // between two looks for a volume
+constexpr int32_t kFolderSeconds = 180;  // the longest wait for the folder of the disk image
+constexpr int32_t kVolumeSeconds = 30;   // the longest wait for the volume that the image mounts
+constexpr int kTries = 10;
+
+bool IsEmpty(const char* text) {
+    return text == nullptr || text[0] == '\0';
+}
+
+bool IsTrimmed(char c) {
+    return c == ' ' || c == '[' || c == ']' || c == '\n' || c == '\r';
+}
+
+// Whether a directory of that name can be opened now.
+bool CanOpenDirectory(const char* path) {
+    DIR* directory = opendir(path);
+    if (directory == nullptr) return false;
+    closedir(directory);
+    return true;
+}
+
+}  // namespace
+
+// ---- The scanner
+
+int64_t TrimKey(char* pKey) {
+    Log(kSource, "TrimKey", "TrimKey Enter");
+    if (pKey == nullptr) {
+        Log(kSource, "TrimKey", "TrimKey exit key is NULL");
+        return -1;
+    }
+    const char* begin = pKey;
+    while (IsTrimmed(*begin)) ++begin;
+    if (*begin == '\0') {
+        pKey[0] = '\0';
+        Log(kSource, "TrimKey", "TrimKey exit success");
+        return 0;
+    }
+    const char* end = begin + strlen(begin);
+    while (IsTrimmed(end[-1])) --end;
+    const auto length = static_cast<size_t>(end - begin);
+    memmove(pKey, begin, length);
+    pKey[length] = '\0';
+    return static_cast<int64_t>(length);  // without an exit message, unlike the empty result; intended
+}
+
+namespace {
+
+bool StandsBetweenBrackets(const char* line, const char* name, int64_t length) {
+    if (line == nullptr || name == nullptr || length < 0 || static_cast<size_t>(length) > strlen(name))
+        return false;
+    const char* before = name;
+    while (before > line && before[-1] == ' ') --before;
+    if (before == line || before[-1] != '[') return false;
+    const char* behind = name + length;
+    while (*behind == ' ') ++behind;
+    return *behind == ']';
+}
+
+}  // namespace
+
+bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen) {
+    Log(kSource, "IsPrimaryKey", "IsPrimaryKey Enter");
+    const bool isPrimary = StandsBetweenBrackets(szTmp, pPos, nKeyLen);
+    Log(kSource, "IsPrimaryKey", isPrimary ? "IsPrimaryKey exit true" : "IsPrimaryKey exit false");
+    return isPrimary;
+}
+
+namespace {
+
+int64_t FailReadKeyValue(const char* message) {
+    Log(kSource, "ReadKeyValue", message);
+    return -1;
+}
+
+// Leaves the stream at the line that ends the search.
+int64_t SeekBackAndFail(FILE* stream, long lineStart, const char* message) {
+    return FailReadKeyValue(fseek(stream, lineStart, SEEK_SET) == 0 ? message : "fseek error");
+}
+
+// The first '=' behind the key, or null when the line ends before one.
+char* FindEquals(char* behindKey) {
+    char* p = behindKey + strcspn(behindKey, "=\r\n");
+    return *p == '=' ? p : nullptr;
+}
+
+}  // namespace
+
+int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLen, bool bSection) {
+    Log(kSource, "ReadKeyValue", "ReadKeyValue Enter");
+    if (pFile == nullptr || pKeyIOValue == nullptr || nSize < 1 || pKeyIOValue[0] == '\0')
+        return FailReadKeyValue("ReadKeyValue exit failed");
+    Log(kSource, "ReadKeyValue", "pKeyIOValue=%s", pKeyIOValue);
+    const int64_t nKeyLen = TrimKey(pKeyIOValue);
+    if (nKeyLen == -1) return FailReadKeyValue("TrimKey error!");
+    long lineStart = ftell(pFile);
+    if (lineStart == -1) return FailReadKeyValue("ftell error");
+
+    char szTmp[kBufferSize];
+    while (fgets(szTmp, sizeof szTmp, pFile) != nullptr) {
+        if (!bSection && strpbrk(szTmp, "[]") != nullptr)
+            return SeekBackAndFail(pFile, lineStart, "pPos == '[' or pPos == ']', ReadKeyValue exit failed");
+
+        char* pPos = strstr(szTmp, pKeyIOValue);
+        if (pPos != nullptr && bSection && IsPrimaryKey(szTmp, pPos, nKeyLen)) {
+            Log(kSource, "ReadKeyValue", "find szTmp=%s is key and pPos=%s, and ReadKeyValue exit", szTmp,
+                pPos);
+            return lineStart;
+        }
+        char* equals = pPos != nullptr && !bSection ? FindEquals(pPos + nKeyLen) : nullptr;
+        if (equals != nullptr) {
+            char* value = equals + 1;
+            const int64_t length = TrimKey(value);
+            if (pLen != nullptr && length >= *pLen) {
+                *pLen = length + 1;
+                pKeyIOValue[0] = '\0';
+                return SeekBackAndFail(pFile, lineStart,
+                                       "pKeyIOValue's space is small, ReadKeyValue exit failed");
+            }
+            velmar::strncpy_s(pKeyIOValue, static_cast<size_t>(nSize), value, static_cast<size_t>(nSize) - 1);
+            const int64_t lPos = lineStart + (value - szTmp);
+            Log(kSource, "ReadKeyValue", "lPos == %d, ReadKeyValue exit true", static_cast<int>(lPos));
+            return lPos;
+        }
+
+        lineStart = ftell(pFile);
+        if (lineStart == -1) return FailReadKeyValue("ftell error in while");
+        szTmp[0] = '\0';
+    }
+    return FailReadKeyValue("ReadKeyValue exit failed");
+}
+
+namespace {
+
+// Looks a section or key up; `buffer`, of kBufferSize bytes, then holds the value.
+bool LookUp(FILE* stream, char* buffer, const char* name, int64_t* limit, bool isSection) {
+    if (strlen(name) > kBufferSize - 1) return false;
+    velmar::strncpy_s(buffer, kBufferSize, name, kBufferSize - 1);
+    return ReadKeyValue(stream, buffer, kBufferSize, limit, isSection) >= 0;
+}
+
+}  // namespace
+
+bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char* pKey, const char* pValue) {
+    Log(kSource, "IsKeyValueCaseEqual", "IsKeyValueCaeEqual Enter");
+    if (pFileName == nullptr || pSection == nullptr || pKey == nullptr || pValue == nullptr) {
+        Log(kSource, "IsKeyValueCaseEqual", "IsKeyValueCaseEqual exit failed");
+        return false;
+    }
+    FILE* stream = fopen(pFileName, "r");
+    if (stream == nullptr) {
+        Log(kSource, "IsKeyValueCaseEqual", "open %s failed, IsKeyValueCaseEqual exit failed", pFileName);
+        return false;
+    }
+    char value[kBufferSize] = {};
+    int64_t limit = kBufferSize;
+    const bool isFound =
+        LookUp(stream, value, pSection, &limit, true) && LookUp(stream, value, pKey, &limit, false);
+    fclose(stream);
+    Log(kSource, "IsKeyValueCaseEqual",
+        isFound ? "IsKeyValueCaseEqual exit" : "IsKeyValueCaseEqual exit failed");
+    return isFound && strcasecmp(value, pValue) == 0;
+}
+
+// ---- Volumes
+
+namespace {
+
+// Prefix and name in a block of the heap, or null when there is no memory.
+char* JoinPath(const char* prefix, const char* name) {
+    const size_t lengths = strlen(prefix) + strlen(name);
+    auto* path = static_cast<char*>(malloc(lengths + 1));
+    if (path == nullptr) return nullptr;
+    velmar::memset_s(path, lengths + 1, 0, lengths + 1);
+    velmar::strncpy_s(path, lengths + 1, prefix, lengths);
+    velmar::strncat_s(path, lengths + 1, name, lengths - strlen(path));
+    return path;
+}
+
+// Looks for the directory until it can be opened or the time is spent. `joined` is only shown.
+bool PollDirectory(const char* path, const char* joined, int32_t testTime) {
+    for (int64_t waited = 0; waited < testTime; waited += kPollSeconds) {
+        const int seconds = static_cast<int>(waited);
+        if (CanOpenDirectory(path)) {
+            Log(kSource, "IsVolumeExist", "opertor %d time, IsVolumeExist exit true", seconds);
+            return true;
+        }
+        // The attempt's number here, the seconds above; intended.
+        Log(kSource, "IsVolumeExist", " %d time, open (%s) failed, open again", seconds / kPollSeconds,
+            joined);
+        sleep(kPollSeconds);
+    }
+    Log(kSource, "IsVolumeExist", "IsVolumeExist exit false");
+    return false;
+}
+
+}  // namespace
+
+bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime) {
+    if (pName == nullptr) {
+        Log(kSource, "IsVolumeExist", "param error");
+        return false;
+    }
+    Log(kSource, "IsVolumeExist", "IsVolumeExist Enter");
+    if (testTime <= 0) {
+        Log(kSource, "IsVolumeExist", "testTime <= 0, can't check.");
+        return false;
+    }
+    char* joined = nullptr;  // stays null without a prefix, and is shown so
+    if (!IsEmpty(pPrefix)) {
+        joined = JoinPath(pPrefix, pName);
+        if (joined == nullptr) {
+            Log(kSource, "IsVolumeExist", "malloc failed, IsVolumeExist exit failed");
+            return false;
+        }
+    }
+    const char* path = joined != nullptr ? joined : pName;
+    bool exists = false;
+    if (path[0] == '\0')
+        Log(kSource, "IsVolumeExist", "IsVolumeExist exit false");
+    else
+        exists = PollDirectory(path, joined, testTime);
+    free(joined);
+    return exists;
+}
+
+namespace {
+
+constexpr size_t kNumberSize = 8;
+
+// A path under construction: prefix, spaced name and, behind a space, a number.
+struct VolumePath {
+    char* text;         // `size` bytes of the heap, zero-filled
+    size_t size;        // prefix + 2 * name + 9
+    size_t prefix;      // length of the prefix
+    size_t nameRoom;    // 2 * name: the spaced name stays below it
+    size_t spacedName;  // length of the spaced name
+};
+
+bool FailGetTempVolumeName(const char* message) {
+    Log(kSource, "GetTempVolumeName", message);
+    return false;
+}
+
+bool FailVolumeNotFound(const char* path) {
+    Log(kSource, "GetTempVolumeName", "Error pVPStr=%s, is not exist, GetTempVolumeName exit false", path);
+    return false;
+}
+
+// "ThirdPartySetup" becomes "Third Party Setup". Returns the length.
+size_t WriteSpacedName(char* to, const char* name) {
+    char* const begin = to;
+    *to++ = name[0];
+    for (size_t i = 1; name[i] != '\0'; ++i) {
+        if (name[i] >= 'A' && name[i] <= 'Z' && name[i - 1] != ' ') *to++ = ' ';
+        *to++ = name[i];
+    }
+    *to = '\0';
+    return static_cast<size_t>(to - begin);
+}
+
+// Writes the number behind the spaced name and its space; false when there is no room for it.
+bool WriteNumber(const VolumePath& path, int32_t number) {
+    char digits[kNumberSize];
+    const int length = velmar::snprintf_s(digits, sizeof digits, sizeof digits - 1, "%d", number);
+    if (length < 0 || path.spacedName + static_cast<size_t>(length) + 1 >= path.nameRoom + 9) return false;
+    const size_t at = path.prefix + path.spacedName + 1;
+    velmar::strncpy_s(path.text + at, path.size - at, digits, path.size - at - 1);
+    return true;
+}
+
+// Picks the last of the unbroken run of numbered volumes, which are mounted one after the other.
+bool ChooseNewestVolume(const VolumePath& path) {
+    const size_t nameEnd = path.prefix + path.spacedName;
+    path.text[nameEnd] = ' ';
+    int32_t found = 0;
+    for (;; ++found) {
+        if (!WriteNumber(path, found + 1))
+            return FailGetTempVolumeName("pVPStr's space is small, GetTempVolumeName exit false");
+        if (!CanOpenDirectory(path.text)) break;
+    }
+    if (found > 0)
+        WriteNumber(path, found);
+    else
+        path.text[nameEnd] = '\0';
+    return true;
+}
+
+// Steps of GetTempVolumeName that need the path's block.
+bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen, int32_t testTime) {
+    path->spacedName = WriteSpacedName(path->text + path->prefix, pVPStr);
+    if (!IsVolumeExist(path->text, nullptr, testTime) || path->spacedName >= path->nameRoom)
+        return FailVolumeNotFound(path->text);
+    if (!ChooseNewestVolume(*path)) return false;
+
+    const auto length = static_cast<int64_t>(strlen(path->text));
+    if (length >= *pLen) {
+        *pLen = length + 1;
+        FailGetTempVolumeName("pVPStr's space is small");
+        return FailVolumeNotFound(path->text);
+    }
+    velmar::strncpy_s(pVPStr, static_cast<size_t>(nSize), path->text, static_cast<size_t>(nSize) - 1);
+    return true;
+}
+
+}  // namespace
+
+bool GetTempVolumeName(char* pVPStr, int32_t nSize, int64_t* pLen, const char* pPrefix, int32_t testTime) {
+    if (pLen == nullptr) return FailGetTempVolumeName("param error");
+    Log(kSource, "GetTempVolumeName", "GetTempVolumeName Enter");
+    if (IsEmpty(pVPStr)) return false;  // also for a positive nSize: there is no name to look for
+
+    const size_t nameLength = strlen(pVPStr);
+    VolumePath path = {};
+    path.prefix = IsEmpty(pPrefix) ? 0 : strlen(pPrefix);
+    path.nameRoom = 2 * nameLength;
+    path.size = path.prefix + path.nameRoom + 9;
+    path.text = static_cast<char*>(malloc(path.size));
+    if (path.text == nullptr) return false;
+    velmar::memset_s(path.text, path.size, 0, path.size);
+    if (path.prefix > 0) velmar::strncpy_s(path.text, path.size, pPrefix, path.size - 1);
+
+    const bool isFound = FindTempVolume(&path, pVPStr, nSize, pLen, testTime);
+    free(path.text);
+    if (isFound)
+        Log(kSource, "GetTempVolumeName", "volumeName is %s, GetTempVolumeName exit success", pVPStr);
+    return isFound;
+}
+
+// ---- The third-party setup
+
+namespace {
+
+struct SetupRun {
+    FILE* file;           // the setup file
+    const char* head;     // of each command, opening quote included
+    const char* volumes;  // the volumes folder with its '/'
+    int64_t limit;        // of the values' lengths
+    int64_t setupOffset;  // of the SD_THIRD_SETUP value in the file
+    char* command;        // commandSize bytes of the heap, once there are commands
+    size_t commandSize;
+    char szKeyOrValue[kBufferSize];  // in turn: setup, folder, base name, volume path, once
+    char szFileName[kFileNameSize];  // the disk image; later its base name
+};
+
+bool FailSetup(const char* message) {
+    Log(kSource, "RunSDProgram", message);
+    return false;
+}
+
+int64_t LookUpSetupKey(SetupRun* run, const char* name) {
+    velmar::strncpy_s(run->szKeyOrValue, sizeof run->szKeyOrValue, name, sizeof run->szKeyOrValue - 1);
+    return ReadKeyValue(run->file, run->szKeyOrValue, sizeof run->szKeyOrValue, &run->limit, false);
+}
+
+bool IsSetupPending(SetupRun* run) {
+    velmar::memset_s(run->szKeyOrValue, sizeof run->szKeyOrValue, 0, sizeof run->szKeyOrValue);
+    run->limit = kBufferSize;
+    if (!LookUp(run->file, run->szKeyOrValue, "[SD_THIRDPARTY_SETUP]", &run->limit, true))
+        return FailSetup("szKeyOrValue=[SD_THIRDPARTY_SETUP], ReadKeyValue false, RunSDProgram exit false");
+    run->setupOffset = LookUpSetupKey(run, "SD_THIRD_SETUP");
+    if (run->setupOffset < 0)
+        return FailSetup("szKeyOrValue=SD_THIRD_SETUP, ReadKeyValue false, RunSDProgram exit false");
+    if (strcasecmp(run->szKeyOrValue, "yes") != 0)
+        return FailSetup("SD_THIRD_SETUP is not yes, not run SD Program, RunSDProgram exit");
+    return true;
+}
+
+bool WaitForFolder(SetupRun* run) {
+    if (LookUpSetupKey(run, "SD_THIRD_FILE_PATH") < 0)
+        return FailSetup("SD_THIRD_FILE_PATH read false, RunSDProgram exit");
+    if (!IsVolumeExist(run->szKeyOrValue, run->volumes, kFolderSeconds)) {
+        Log(kSource, "RunSDProgram", "%s is not exist, RunSDProgram exit", run->szKeyOrValue);
+        return false;
+    }
+    return true;
+}
+
+bool AllocateCommand(SetupRun* run) {
+    run->commandSize = strlen(run->head) + 2048;
+    run->command = static_cast<char*>(malloc(run->commandSize));
+    if (run->command == nullptr) return FailSetup("malloc failed, RunSDProgram exit false");
+    velmar::memset_s(run->command, run->commandSize, 0, run->commandSize);
+    return true;
+}
+
+// The command is logged as a format of its own, deliberately; there are no arguments that it could read.
+bool RunCommand(const SetupRun& run) {
+    char message[2048];
+    velmar::format_without_arguments_s(message, sizeof message, sizeof message - 1, run.command);
+    Log(kSource, "RunSDProgram", "%s", message);
+    return RunShellProgram(run.command, kTries);
+}
+
+bool OpenDiskImage(SetupRun* run) {
+    velmar::memset_s(run->szFileName, sizeof run->szFileName, 0, sizeof run->szFileName);
+    velmar::strncpy_s(run->szFileName, sizeof run->szFileName, "SD_THIRD_FILE_NAME",
+                      sizeof run->szFileName - 1);
+    // The limit is still that of the larger buffer, so a longer name is cut, not refused. Intended.
+    if (ReadKeyValue(run->file, run->szFileName, sizeof run->szFileName, &run->limit, false) < 0)
+        return FailSetup("SD_THIRD_FILE_NAME read false, RunSDProgram exit false");
+
+    const char* folder = run->szKeyOrValue;
+    if (strlen(run->head) + strlen(run->volumes) + strlen(folder) + strlen(run->szFileName) + 2 >=
+        run->commandSize)
+        return FailSetup("filename or path is too long to can't open, RunSDProgram exit false");
+    velmar::snprintf_s(run->command, run->commandSize, run->commandSize - 1, "%s%s%s/%s\"", run->head,
+                       run->volumes, folder, run->szFileName);
+    return RunCommand(*run) || FailSetup("first RunShellProgram failed, RunSDProgram exit fals ");
+}
+
+// Cuts the name at its last '.', unless that is its first character.
+void CutExtension(char* name) {
+    char* dot = strrchr(name, '.');
+    if (dot != nullptr && dot != name) *dot = '\0';
+}
+
+bool OpenPackage(SetupRun* run) {
+    CutExtension(run->szFileName);
+    run->limit =
+        static_cast<int64_t>(kBufferSize) - static_cast<int64_t>(strlen(run->head));  // may be negative
+    velmar::strncpy_s(run->szKeyOrValue, sizeof run->szKeyOrValue, run->szFileName,
+                      sizeof run->szKeyOrValue - 1);
+    if (!GetTempVolumeName(run->szKeyOrValue, sizeof run->szKeyOrValue, &run->limit, run->volumes,
+                           kVolumeSeconds))
+        return FailSetup("GetTempVolumeName failed,  RunSDProgram exit false");
+
+    const char* volume = run->szKeyOrValue;
+    if (strlen(run->head) + strlen(volume) + strlen(run->szFileName) + 6 >= run->commandSize)
+        return FailSetup("SDProgram's name is too long to can't run, RunSDProgram exit false");
+    velmar::snprintf_s(run->command, run->commandSize, run->commandSize - 1, "%s%s/%s.pkg\"", run->head,
+                       volume, run->szFileName);
+    return RunCommand(*run) || FailSetup("second RunShellProgram failed,  RunSDProgram exit false");
+}
+
+// Overwrites the three bytes behind the '=' of SD_THIRD_SETUP; fclose writes them out.
+bool MarkSetupDone(const SetupRun& run) {
+    if (fseek(run.file, static_cast<long>(run.setupOffset), SEEK_SET) != 0) return FailSetup("fseek error.");
+    if (fputs("No", run.file) == EOF) return FailSetup("fputc error.");
+    if (fputc('\0', run.file) == EOF) return FailSetup("fputc error.");
+    Log(kSource, "RunSDProgram",
+        "Have change value of SD_THIRD_SETUP to No, next time will not run SDProgram");
+    return true;
+}
+
+}  // namespace
+
+bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pVolumePrefix) {
+    Log(kSource, "RunSDProgram", "RunSDProgram Enter");
+    if (IsEmpty(pSetupFile) || IsEmpty(pCmdPrefix) || IsEmpty(pVolumePrefix))
+        return FailSetup("cmd is 0, can't run cmd, RunSDProgram exit false");
+    SetupRun run = {};
+    run.head = pCmdPrefix;
+    run.volumes = pVolumePrefix;
+    run.file = fopen(pSetupFile, "r+");
+    if (run.file == nullptr) {
+        Log(kSource, "RunSDProgram", "open file [%s] failed, RunSDProgram exit false", pSetupFile);
+        return false;
+    }
+
+    bool isDone = IsSetupPending(&run) && WaitForFolder(&run) && AllocateCommand(&run) &&
+                  OpenDiskImage(&run) && OpenPackage(&run);
+    if (isDone && LookUpSetupKey(&run, "SD_RUN_THIRD_FILE_ONCE") < 0)
+        isDone = FailSetup("SD_RUN_THIRD_FILE_ONCE read false, RunSDProgram exit false");
+    // A failure here leaves the file open and the command allocated, as is.
+    if (isDone && strcasecmp(run.szKeyOrValue, "yes") == 0 && !MarkSetupDone(run)) return false;
+
+    free(run.command);
+    fclose(run.file);
+    if (isDone) Log(kSource, "RunSDProgram", "run SDProgram success, RunSDProgram exit");
+    return isDone;
+}
