@@ -1,0 +1,18 @@
+// Files of the desk, named relative to its root.
+#pragma once
+
+#include <stddef.h>
+
+// Room for a path below the root, and for the text of a file of the desk.
+constexpr size_t kMaxPath = 4096;
+constexpr size_t kMaxText = 4096;
+
+// Writes the path of `relative`; one that is too long becomes empty, which names no file.
+void PathOnDesk(char (&path)[kMaxPath], const char* relative);
+
+// Opens with `flags`, close-on-exec, creating a file with mode 0666 where they say so. -1 on failure.
+int OpenOnDesk(const char* relative, int flags);
+
+// Reads the first kMaxText - 1 bytes of a file, without one line feed at the end. False when it cannot be
+// read.
+bool ReadOnDesk(const char* relative, char (&text)[kMaxText]);

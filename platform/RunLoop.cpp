@@ -1,0 +1,38 @@
+// The run loop of the process's only thread: it sleeps until a source is ready, and never otherwise wakes up.
+#include "RunLoop.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <errno.h>
+#include <poll.h>
+
+constexpr int kMaxSources = 8;
+
+struct __CFRunLoop {
+    pollfd descriptors[kMaxSources];
+    void (*serve[kMaxSources])();
+    int count;
+};
+
+static __CFRunLoop g_runLoop;
+
+void AddRunLoopSource(int descriptor, void (*serve)()) {
+    if (g_runLoop.count == kMaxSources) return;
+    g_runLoop.descriptors[g_runLoop.count] = {descriptor, POLLIN, 0};
+    g_runLoop.serve[g_runLoop.count++] = serve;
+}
+
+CFRunLoopRef CFRunLoopGetCurrent(void) {
+    return &g_runLoop;
+}
+
+void CFRunLoopRun(void) {
+    constexpr int kNoTimeout = -1;
+    while (g_runLoop.count > 0) {
+        if (poll(g_runLoop.descriptors, static_cast<nfds_t>(g_runLoop.count), kNoTimeout) < 0) {
+            if (errno == EINTR) continue;
+            return;
+        }
+        for (int i = 0; i < g_runLoop.count; ++i)
+            if (g_runLoop.descriptors[i].revents) g_runLoop.serve[i]();
+    }
+}
