@@ -6,16 +6,15 @@
 #include "Common/Paths.h"
 #include "velmar/velmar.h"
 
-// The module's state.
+// The module's state. The offsets and the size are read by no operation.
 char g_filename[1024] = ZERBIN_INITIAL_INI_FILE;  // the selected file
-char g_linetext[1024];                            // the line read last
-int32_t g_last_line_offset;                       // where that line and the one before it end;
-int32_t g_current_line_offset;                    // read by nobody, as is
-int32_t g_filesize;                               // this one, which is never set either
+char g_linetext[1024];                            // the line read last; zero behind it
+static size_t g_lineLength;                       // of that line, NULs in it included
+int32_t g_last_line_offset;                       // where the line before it ends
+int32_t g_current_line_offset;                    // where that line ends
+int32_t g_filesize;                               // never set
 
 namespace {
-
-size_t g_lineLength;  // of g_linetext, NULs in it included
 
 constexpr char kSource[] = "Common/INI";
 constexpr size_t kHeaderSize = 128;
@@ -56,7 +55,7 @@ size_t PieceLength(const char* piece, size_t size) {
 // Reads on for the line in g_linetext; false when it is complete.
 bool AppendPiece(FILE* stream) {
     char piece[256];
-    memset(piece, '\n', sizeof piece);
+    velmar::memset_s(piece, sizeof piece, '\n', sizeof piece);
     const bool isRead = fgets(piece, sizeof piece, stream) != nullptr;
     if (isRead) {
         const size_t length = PieceLength(piece, sizeof piece);
@@ -69,26 +68,19 @@ bool AppendPiece(FILE* stream) {
     return false;
 }
 
-enum class Lookup { kFound, kNoFile, kNoSection, kNoKey };
-
-// Finds the key's line in the selected file; it is then in g_linetext.
-Lookup FindKeyLine(const char* section, const char* key) {
-    FILE* stream = fopen(g_filename, "rb");
-    if (stream == nullptr) return Lookup::kNoFile;
-    rewind(stream);  // from then on ftell knows the offset without asking the system
-    Lookup result = Lookup::kFound;
-    if (!SectionExists(stream, section))
-        result = Lookup::kNoSection;
-    else if (!KeyExists(stream, key))
-        result = Lookup::kNoKey;
-    fclose(stream);
-    return result;
-}
-
 // The text behind the first '=' of g_linetext, or its end when it has none.
 char* ValueInLine() {
     char* equals = strchr(g_linetext, '=');
     return equals != nullptr ? equals + 1 : g_linetext + strlen(g_linetext);
+}
+
+FILE* OpenSelectedFile(const char* function, const char* failure) {
+    FILE* stream = fopen(g_filename, "rb");
+    if (stream == nullptr)
+        Log(kSource, function, failure, g_filename);
+    else
+        rewind(stream);  // from then on ftell knows the offset without asking the system
+    return stream;
 }
 
 }  // namespace
@@ -114,15 +106,17 @@ const char* ReadString(const char* section, const char* key, const char* default
         Log(kSource, "ReadString", "param error.");
         return defaultValue;
     }
-    switch (FindKeyLine(section, key)) {
-        case Lookup::kFound: return Trim(ValueInLine());
-        case Lookup::kNoFile:
-            Log(kSource, "ReadString", "open file: %s failed, please check...", g_filename);
-            break;
-        case Lookup::kNoSection: Log(kSource, "ReadString", "cfg section [%s] not exists...", section); break;
-        case Lookup::kNoKey: Log(kSource, "ReadString", "cfg key [%s] not exists...", key); break;
-    }
-    return defaultValue;
+    FILE* stream = OpenSelectedFile("ReadString", "open file: %s failed, please check...");
+    if (stream == nullptr) return defaultValue;
+    char* value = nullptr;
+    if (!SectionExists(stream, section))
+        Log(kSource, "ReadString", "cfg section [%s] not exists...", section);
+    else if (!KeyExists(stream, key))
+        Log(kSource, "ReadString", "cfg key [%s] not exists...", key);
+    else
+        value = ValueInLine();
+    fclose(stream);
+    return value != nullptr ? Trim(value) : defaultValue;
 }
 
 const char* ReadStringEx(const char* section, const char* key, const char* defaultValue) {
@@ -130,11 +124,11 @@ const char* ReadStringEx(const char* section, const char* key, const char* defau
         Log(kSource, "ReadStringEx", "param error.");
         return defaultValue;
     }
-    const Lookup result = FindKeyLine(section, key);
-    if (result == Lookup::kFound) return ValueInLine();
-    if (result == Lookup::kNoFile)
-        Log(kSource, "ReadStringEx", "open file: %s failed, please check...\n", g_filename);
-    return defaultValue;
+    FILE* stream = OpenSelectedFile("ReadStringEx", "open file: %s failed, please check...\n");
+    if (stream == nullptr) return defaultValue;
+    const bool isFound = SectionExists(stream, section) && KeyExists(stream, key);
+    fclose(stream);
+    return isFound ? ValueInLine() : defaultValue;
 }
 
 int32_t ReadInteger(const char* section, const char* key, int32_t defaultValue) {

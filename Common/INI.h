@@ -18,7 +18,8 @@
 bool SetIniFileName(const char* path);
 
 // The value of `key` in `section` without spaces at its ends, or `defaultValue`. Logs "param error.",
-// "open file: %s failed, please check...", "cfg section [%s] not exists..." or "cfg key [%s] not exists...".
+// "open file: %s failed, please check...", "cfg section [%s] not exists..." or "cfg key [%s] not exists...",
+// the last two after what the scan logs.
 const char* ReadString(const char* section, const char* key, const char* defaultValue);
 
 // As ReadString, with the value's leading spaces kept, and with a default that may be null. Logs "param
@@ -27,7 +28,7 @@ const char* ReadString(const char* section, const char* key, const char* default
 const char* ReadStringEx(const char* section, const char* key, const char* defaultValue);
 
 // Always `defaultValue`: it asks ReadString with a null default, which is refused. Logs "param error" for
-// null, else "ReadString error".
+// null, else "param error." as ReadString and "ReadString error".
 int32_t ReadInteger(const char* section, const char* key, int32_t defaultValue);
 
 // ReadString with the empty string as default; null, and "param error.", when section or key is null.
@@ -40,7 +41,9 @@ const char* GetKeyValue(const char* line);
 // null.
 char* Trim(char* text);
 
-// The next non-empty line of `stream`, or null at its end (or on a read error). "param error" for null.
+// The next non-empty line of `stream`, or null at its end, on a read error and for a line that begins with a
+// NUL. After a last line that has a line feed comes one more, of the single byte 0xFF. "param error" for
+// null.
 char* ReadLine(FILE* stream);
 
 // Reads on until the section's header line: true, with the stream behind it; false at the end ("not found the
@@ -51,7 +54,8 @@ bool SectionExists(FILE* stream, const char* section);
 // (nothing logged), at the end of the file ("not found the key") and for null ("param error").
 bool KeyExists(FILE* stream, const char* key);
 
-// Whether `line` contains "[section]", of which the first 127 characters count. "param error." for null.
+// Whether `line` contains "[section]", of which the first 127 characters count (a name of 126 loses the ']').
+// "param error." for null.
 bool SectionExistsInLine(const char* line, const char* section);
 
 // Trims `line` in place; whether it contains `key` and has '=' or its end behind as many characters as the

@@ -12,8 +12,9 @@ void CloseLogSystem();
 
 // Writes one line. `file` is the caller's source path, of which the part after the last '/' is shown (a path
 // without '/' is shown without its first character); `function` its name; `format` and what follows make the
-// message as velmar::snprintf_s does. Message and line are each cut to 2,047 characters; a cut line has no
-// line end. Does nothing while logging is disabled or when an argument is null. A file of 10,000,001 bytes or
-// more is emptied before the line. A line that cannot be written is lost, and the next call tries again;
-// failures are not reported. Lines reach the file one call later, or when the log closes.
+// message as velmar::snprintf_s does (an invalid format makes an empty one). Message and line are each cut to
+// 2,047 characters; a cut line has no line end. A doubled per cent sign in the line is written once. Does
+// nothing while logging is disabled or when `file`, `function` or `format` is null. A file of 10,000,001
+// bytes or more is emptied before the line. A line that cannot be written is lost, and the next call tries
+// again; failures are not reported. Lines reach the file one call later, or when the log closes.
 void Log(const char* file, const char* function, const char* format, ...);

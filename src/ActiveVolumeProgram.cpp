@@ -20,6 +20,8 @@ constexpr int kPollSeconds = 2;          // between two looks for a volume
 constexpr int32_t kFolderSeconds = 180;  // the longest wait for the folder of the disk image
 constexpr int32_t kVolumeSeconds = 30;   // the longest wait for the volume that the image mounts
 constexpr int kTries = 10;
+constexpr size_t kCommandRoom = 2048;  // behind the head of a command of the setup
+constexpr size_t kMessageSize = 2048;  // as much as the log shows
 
 bool IsEmpty(const char* text) {
     return text == nullptr || text[0] == '\0';
@@ -151,11 +153,12 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
 
 namespace {
 
-// Looks a section or key up; `buffer`, of kBufferSize bytes, then holds the value.
-bool LookUp(FILE* stream, char* buffer, const char* name, int64_t* limit, bool isSection) {
-    if (strlen(name) > kBufferSize - 1) return false;
-    velmar::strncpy_s(buffer, kBufferSize, name, kBufferSize - 1);
-    return ReadKeyValue(stream, buffer, kBufferSize, limit, isSection) >= 0;
+// Looks a section or key up, from where the stream stands; `buffer` then holds the value. Returns its offset,
+// or -1.
+int64_t LookUp(FILE* stream, char* buffer, size_t size, const char* name, int64_t* limit, bool isSection) {
+    if (strlen(name) > size - 1) return -1;
+    velmar::strncpy_s(buffer, size, name, size - 1);
+    return ReadKeyValue(stream, buffer, static_cast<int32_t>(size), limit, isSection);
 }
 
 }  // namespace
@@ -173,8 +176,8 @@ bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char
     }
     char value[kBufferSize] = {};
     int64_t limit = kBufferSize;
-    const bool isFound =
-        LookUp(stream, value, pSection, &limit, true) && LookUp(stream, value, pKey, &limit, false);
+    const bool isFound = LookUp(stream, value, sizeof value, pSection, &limit, true) >= 0 &&
+                         LookUp(stream, value, sizeof value, pKey, &limit, false) >= 0;
     fclose(stream);
     Log(kSource, "IsKeyValueCaseEqual",
         isFound ? "IsKeyValueCaseEqual exit" : "IsKeyValueCaseEqual exit failed");
@@ -282,7 +285,8 @@ size_t WriteSpacedName(char* to, const char* name) {
 bool WriteNumber(const VolumePath& path, int32_t number) {
     char digits[kNumberSize];
     const int length = velmar::snprintf_s(digits, sizeof digits, sizeof digits - 1, "%d", number);
-    if (length < 0 || path.spacedName + static_cast<size_t>(length) + 1 >= path.nameRoom + 9) return false;
+    if (length < 0 || path.spacedName + static_cast<size_t>(length) + 1 >= path.size - path.prefix)
+        return false;
     const size_t at = path.prefix + path.spacedName + 1;
     velmar::strncpy_s(path.text + at, path.size - at, digits, path.size - at - 1);
     return true;
@@ -367,15 +371,12 @@ bool FailSetup(const char* message) {
     return false;
 }
 
-int64_t LookUpSetupKey(SetupRun* run, const char* name) {
-    velmar::strncpy_s(run->szKeyOrValue, sizeof run->szKeyOrValue, name, sizeof run->szKeyOrValue - 1);
-    return ReadKeyValue(run->file, run->szKeyOrValue, sizeof run->szKeyOrValue, &run->limit, false);
+int64_t LookUpSetupKey(SetupRun* run, const char* name, bool isSection = false) {
+    return LookUp(run->file, run->szKeyOrValue, sizeof run->szKeyOrValue, name, &run->limit, isSection);
 }
 
 bool IsSetupPending(SetupRun* run) {
-    velmar::memset_s(run->szKeyOrValue, sizeof run->szKeyOrValue, 0, sizeof run->szKeyOrValue);
-    run->limit = kBufferSize;
-    if (!LookUp(run->file, run->szKeyOrValue, "[SD_THIRDPARTY_SETUP]", &run->limit, true))
+    if (LookUpSetupKey(run, "[SD_THIRDPARTY_SETUP]", true) < 0)
         return FailSetup("szKeyOrValue=[SD_THIRDPARTY_SETUP], ReadKeyValue false, RunSDProgram exit false");
     run->setupOffset = LookUpSetupKey(run, "SD_THIRD_SETUP");
     if (run->setupOffset < 0)
@@ -396,7 +397,7 @@ bool WaitForFolder(SetupRun* run) {
 }
 
 bool AllocateCommand(SetupRun* run) {
-    run->commandSize = strlen(run->head) + 2048;
+    run->commandSize = strlen(run->head) + kCommandRoom;
     run->command = static_cast<char*>(malloc(run->commandSize));
     if (run->command == nullptr) return FailSetup("malloc failed, RunSDProgram exit false");
     velmar::memset_s(run->command, run->commandSize, 0, run->commandSize);
@@ -405,7 +406,7 @@ bool AllocateCommand(SetupRun* run) {
 
 // The command is logged as a format of its own, deliberately; there are no arguments that it could read.
 bool RunCommand(const SetupRun& run) {
-    char message[2048];
+    char message[kMessageSize];
     velmar::format_without_arguments_s(message, sizeof message, sizeof message - 1, run.command);
     Log(kSource, "RunSDProgram", "%s", message);
     return RunShellProgram(run.command, kTries);
@@ -413,10 +414,9 @@ bool RunCommand(const SetupRun& run) {
 
 bool OpenDiskImage(SetupRun* run) {
     velmar::memset_s(run->szFileName, sizeof run->szFileName, 0, sizeof run->szFileName);
-    velmar::strncpy_s(run->szFileName, sizeof run->szFileName, "SD_THIRD_FILE_NAME",
-                      sizeof run->szFileName - 1);
     // The limit is still that of the larger buffer, so a longer name is cut, not refused. Intended.
-    if (ReadKeyValue(run->file, run->szFileName, sizeof run->szFileName, &run->limit, false) < 0)
+    if (LookUp(run->file, run->szFileName, sizeof run->szFileName, "SD_THIRD_FILE_NAME", &run->limit, false) <
+        0)
         return FailSetup("SD_THIRD_FILE_NAME read false, RunSDProgram exit false");
 
     const char* folder = run->szKeyOrValue;
@@ -469,6 +469,7 @@ bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pV
     if (IsEmpty(pSetupFile) || IsEmpty(pCmdPrefix) || IsEmpty(pVolumePrefix))
         return FailSetup("cmd is 0, can't run cmd, RunSDProgram exit false");
     SetupRun run = {};
+    run.limit = kBufferSize;
     run.head = pCmdPrefix;
     run.volumes = pVolumePrefix;
     run.file = fopen(pSetupFile, "r+");

@@ -19,6 +19,7 @@ constexpr int kStatusNotRun = -1;
 constexpr int kStatusShellFailed =
     127;  // compared with the raw status, where a shell's exit code 127 is 32512. Kept.
 constexpr size_t kCommandSize = 1024;
+constexpr size_t kErrorTextSize = 256;
 
 void LogFailedTry(int number, int status, const char* command, int error) {
     if (status == kStatusNotRun) {
@@ -27,16 +28,16 @@ void LogFailedTry(int number, int status, const char* command, int error) {
     } else if (status == kStatusShellFailed) {
         Log(kSource, "RunShellProgram", "system failed %d time because shell failed. (%s)", number, command);
     } else {
-        char statusText[256];  // a copy: the next strerror may overwrite or free its text
+        char statusText[kErrorTextSize];  // a copy: the next strerror may overwrite or free its text
         velmar::strncpy_s(statusText, sizeof statusText, strerror(status), sizeof statusText - 1);
         Log(kSource, "RunShellProgram", "system failed %d time, return %d[%s]:(%s), err = (%s)", number,
             status, statusText, command, strerror(error));
     }
 }
 
-// Reads the capture file into `output`; false, and a message, when it cannot be opened or is empty.
 enum class Capture { kNotOpened, kEmpty, kRead };
 
+// Reads the capture file into `output`, and logs what came of it.
 Capture ReadCaptureFile(char* output, size_t size) {
     FILE* stream = fopen(kCaptureFile, "r+");
     if (stream == nullptr) {

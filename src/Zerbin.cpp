@@ -32,7 +32,7 @@ constexpr DADiskOptions kMountAutomaticOption =
 
 constexpr char kOwnerQuery[] = "ps aux | awk -v PID=%d '$2 == PID { print $1 }'";
 constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";
-constexpr size_t kNameSize = 256;      // a user's name with its line end
+constexpr size_t kLineSize = 256;      // the owner query; a user's name with its line end
 constexpr size_t kConsoleSize = 1024;  // what the queries print
 constexpr size_t kCommandSize = 512;
 constexpr unsigned kFinderSeconds = 5;  // between two queries
@@ -77,7 +77,7 @@ CFDictionaryRef CreateMatch(const char* label) {
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFStringRef name = CFStringCreateWithCString(nullptr, label, kCFStringEncodingMacRoman);
     CFDictionarySetValue(match, kDADiskDescriptionVolumeNameKey, name);
-    return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): the label stays with it
+    return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): nothing main creates is released
 }
 
 void ChooseMountArgument() {
@@ -123,7 +123,7 @@ kern_return_t FindSerialServices(io_iterator_t* services) {
     if (match != nullptr)
         CFDictionarySetValue(match, CFSTR(kIOSerialBSDTypeKey), CFSTR(kIOSerialBSDAllTypes));
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // renamed in newer systems, missing in older ones
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // older systems lack the new name
     return IOServiceGetMatchingServices(kIOMasterPortDefault, match, services);
 #pragma GCC diagnostic pop
 }
@@ -187,20 +187,18 @@ void LogMount(const char* message) {
     Log(kSource, "DiskMountCallback", message);
 }
 
-// The first line that `pipe` gives, line end kept, into kNameSize bytes. Closes the pipe; null counts as
-// unreadable.
-bool ReadFirstLine(FILE* pipe, char* line) {
-    if (pipe == nullptr) return false;
-    const bool isRead = fgets(line, kNameSize, pipe) != nullptr;
-    pclose(pipe);
-    return isRead;
+// The first line that `pipe` gives, line end kept, into kLineSize bytes. Logs `failure` when there is none,
+// and closes the pipe.
+void ReadFirstLine(FILE* pipe, char* line, const char* failure) {
+    if (pipe == nullptr || fgets(line, kLineSize, pipe) == nullptr) LogMount(failure);
+    if (pipe != nullptr) pclose(pipe);
 }
 
 // Whether the daemon runs as the user who owns the console.
 bool OwnsConsole(pid_t pid) {
-    char query[kNameSize] = {};
-    char owner[kNameSize] = {};
-    char consoleOwner[kNameSize] = {};
+    char query[kLineSize] = {};
+    char owner[kLineSize] = {};
+    char consoleOwner[kLineSize] = {};
     velmar::snprintf_s(query, sizeof query, sizeof query - 1, kOwnerQuery, static_cast<int>(pid));
     Log(kSource, "DiskMountCallback", "%s", query);
 
@@ -209,9 +207,9 @@ bool OwnsConsole(pid_t pid) {
         LogMount("create pipe failed!");
         return false;
     }
-    if (!ReadFirstLine(pipe, owner)) LogMount("fgets pname failed!");
-    // That this pipe was opened is not tested, unlike the first; kept.
-    if (!ReadFirstLine(popen(kConsoleOwnerQuery, "r"), consoleOwner)) LogMount("fgets active failed!");
+    ReadFirstLine(pipe, owner, "fgets pname failed!");
+    // Unlike the first, a pipe that cannot be opened ends nothing here; kept.
+    ReadFirstLine(popen(kConsoleOwnerQuery, "r"), consoleOwner, "fgets active failed!");
 
     const bool isOwner = strcmp(consoleOwner, owner) == 0;
     LogMount(isOwner ? "actvie == pname....." : "are not same return.....");

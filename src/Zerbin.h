@@ -12,15 +12,19 @@
 int FindCommPort(const char* name, char* output, int size);
 
 // A disk with the modem's label arrives: switches the system's automatic mount off for it and requests a
-// mount with gMountArgs, which ends in DiskMountCallback. `context` is ignored.
+// mount with gMountArgs, which ends in DiskMountCallback. `context` is ignored. Logs "DADiskSetOptions
+// failed!" if so (the mount is requested all the same) between "DiskPeekCallback Enter" and "DiskPeekCallback
+// exit".
 void DiskPeekCallback(DADiskRef disk, void* context);
 
 // The modem's volume is mounted (or its mount was refused; no argument is looked at): if the daemon's owner
 // owns the console, waits without limit for a Finder, launches the companion application and calls
-// DiskMountApproval.
+// DiskMountApproval. Logs each step between "DiskMountCallback Enter" and "DiskMountCallback exit"; ends
+// early, and without the latter, after "create pipe failed!" or "are not same return.....".
 void DiskMountCallback(DADiskRef disk, DADissenterRef dissenter, void* context);
 
-// Runs the third-party setup, if there is one to run. Returns 0 when it ran, else -1.
+// Runs the third-party setup, if there is one to run. Returns 0 when it ran, else -1. Logs "DiskMountApproval
+// Enter" and which of the two it was.
 int DiskMountApproval();
 
 // The mount's arguments, null-terminated: { "nobrowse" or "rdonly", null }, both null until main sets the
