@@ -166,7 +166,7 @@ struct output_stream {
 // The writers check every byte; -1 in *chars_out tells that the stream is exhausted.
 void write_char_a(int ch, output_stream* stream, int* chars_out) {
     if (--stream->count < 0) {
-        stream->count = -1;
+        stream->count = -1;  // and not ever lower
         *chars_out = -1;
         return;
     }
@@ -311,8 +311,7 @@ size_result read_size(format_spec* spec, char c, const char** next) {
 // ---- Integers and pointers
 
 constexpr int kTextSize = 512;
-// Digits are built backwards from its end; one position in front is spare for the '0' of "%#o".
-using text_buffer = char[1 + kTextSize];
+using text_buffer = char[kTextSize];  // digits are built backwards from its end
 
 constexpr char _itoa_upper_digits[] = "0123456789ABCDEFX";
 constexpr char _itoa_lower_digits[] = "0123456789abcdefx";
@@ -346,22 +345,24 @@ char* write_decimal(Unsigned value, char* end) {
 constexpr uint32_t kFlagsOf64Bits =
     FLAG_LONG | FLAG_LONGLONG | FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX | FLAG_I64;
 
+// The first size flag that is set, in this order, decides.
 uint64_t fetch_integer(uint32_t flags, argument_list* arguments) {
     const bool is_signed = (flags & FLAG_SIGNED) != 0;
     if ((flags & FLAG_POINTER) != 0) return reinterpret_cast<uintptr_t>(next_argument<void*>(arguments));
-    if ((flags & (FLAG_I64 | FLAG_LONGLONG)) != 0)
+    if ((flags & (FLAG_I64 | FLAG_LONGLONG | FLAG_LONG)) != 0)
         return static_cast<uint64_t>(next_argument<int64_t>(arguments));
-    if ((flags & FLAG_LONG) != 0) return static_cast<uint64_t>(next_argument<long>(arguments));
-    if ((flags & (FLAG_CHAR | FLAG_SHORT)) == 0 && (flags & kFlagsOf64Bits) != 0)
-        return static_cast<uint64_t>(next_argument<int64_t>(arguments));
-
-    const int value = next_argument<int>(arguments);
-    if ((flags & FLAG_CHAR) != 0)
+    if ((flags & FLAG_CHAR) != 0) {
+        const int value = next_argument<int>(arguments);
         return is_signed ? static_cast<uint64_t>(static_cast<signed char>(value))
                          : static_cast<unsigned char>(value);
-    if ((flags & FLAG_SHORT) != 0)
+    }
+    if ((flags & FLAG_SHORT) != 0) {
+        const int value = next_argument<int>(arguments);
         return is_signed ? static_cast<uint64_t>(static_cast<int16_t>(value)) : static_cast<uint16_t>(value);
-    return is_signed ? static_cast<uint64_t>(value) : static_cast<uint32_t>(value);
+    }
+    if ((flags & (FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX)) != 0)
+        return static_cast<uint64_t>(next_argument<int64_t>(arguments));
+    return static_cast<uint64_t>(next_argument<int>(arguments));  // its high half is cut off later
 }
 
 void convert_integer(format_spec* spec, char conversion, argument_list* arguments, text_buffer& buffer) {
@@ -460,6 +461,7 @@ void convert_string(format_spec* spec, char conversion, argument_list* arguments
 // ---- Floating point, which the C library formats
 
 #if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wstringop-overflow"  // the object size that means "unbounded" alarms it
 #endif
 int indirectSprintf(char* buffer, const char* format, ...) {
@@ -470,10 +472,14 @@ int indirectSprintf(char* buffer, const char* format, ...) {
     va_end(argList);
     return result;
 }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 // Writes the directive for the C library: the same flags and conversion; width and precision as values,
-// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed. "%+
-// #0-*.*Lf" is the longest.
+// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed. The
+// longest is
+// "%+ #0-*.*Lf".
 constexpr size_t kLongestDirective = 11;
 
 void compose_directive(char* directive, const format_spec& spec, char conversion) {
@@ -506,7 +512,7 @@ template <typename Value>
 void put_floating(Value value, const floating_limits& limits, const format_spec& spec, char conversion,
                   size_t length, output_stream* stream, int* chars_out) {
     constexpr size_t kLocalDirective = 16;
-    static_assert(kLongestDirective < kLocalDirective, "an allocated directive is longer still");
+    static_assert(kLongestDirective < kLocalDirective);
 
     int32_t precision = spec.precision < 0 ? 6 : spec.precision;
     if (precision == 0 && (conversion == 'g' || conversion == 'G')) precision = 1;
@@ -514,8 +520,9 @@ void put_floating(Value value, const floating_limits& limits, const format_spec&
     int32_t size = precision + limits.size;
     if (size < spec.width) size = spec.width;
 
-    char local_text[kTextSize];
-    char local_directive[kLocalDirective];
+    char
+        local_text[kTextSize + MB_LEN_MAX];  // the C library counts a point of several bytes as one character
+    char local_directive[kLocalDirective];  // too small for what was written, though not for what is composed
     char* text = size < kTextSize ? local_text : static_cast<char*>(malloc(static_cast<size_t>(size) + 2));
     if (text == nullptr) return;
     char* directive = length < kLocalDirective ? local_directive : static_cast<char*>(malloc(length + 1));
@@ -650,10 +657,6 @@ size_t literal_length(const char* text) {
     return static_cast<size_t>(end - text);
 }
 
-// "%s" and "%d" without flags, width, precision and size need neither a directive nor a field.
-static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
-              "both are complete directives");
-
 char* write_pair(char* to, size_t value) {
     memcpy(to, kDigitPairs.text + 2 * value, 2);
     return to + 2;
@@ -665,7 +668,7 @@ char* write_below_100(char* to, unsigned value) {
     return to + 1;
 }
 
-// The decimal form of a value into `to`, which has room for 11 characters. Returns its end.
+// The decimal form of a value into `to`, which has room for kLongestInt characters. Returns its end.
 char* write_int(char* to, int value) {
     auto magnitude = static_cast<unsigned>(value);
     if (value < 0) {
@@ -681,9 +684,13 @@ char* write_int(char* to, int value) {
 }
 
 constexpr int kShortRun = 8;
-constexpr int kFar = kShortRun + 16;  // from the buffer's end: a short run and an integer fit
+constexpr int kLongestInt = 11;
+constexpr int kFar = kShortRun + kLongestInt + 1;
 
-// Writes text, "%s" and "%d" while the end of the buffer is far. Returns where something else begins.
+// Writes text, "%s" and "%d", which need neither a directive nor a field, while the end of the buffer is far.
+// Returns where something else begins.
+static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
+              "both are complete");
 const char* put_plain(const char* format, argument_list* arguments, output_stream* stream, int* chars_out) {
     char* cur = stream->cur;
     const char* const end = cur + stream->count;

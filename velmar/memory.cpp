@@ -7,7 +7,9 @@
 namespace velmar {
 namespace {
 
-// One comparison refuses 0 as well as everything above the limit.
+// One comparison refuses 0 as well as everything above the limit, which is one and the same for all
+// functions.
+static_assert(MEM_MAX_LEN == STRING_MAX_LEN);
 bool capacity_is_invalid(size_t destMax) {
     return destMax - 1 > STRING_MAX_LEN - 1;
 }
@@ -111,11 +113,17 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count) {
     if (count > STRING_MAX_LEN) return reset_string(dest, ERANGE_RESET);
 
     const size_t length = strnlen(dest, destMax);
+    // A source that is the terminator itself is not reached: the string ends before it.
     if (src > dest && src < dest + length) return reset_string(dest, EOVERLAP_RESET);
     if (length == destMax) return reset_string(dest, EINVAL_RESET);
 
     const size_t room = destMax - length;  // the terminator included
-    const size_t added = strnlen(src, count < room ? count : room);
+    size_t readable = count < room ? count : room;
+    if (src > dest) {  // what is appended runs into the source there, so nothing behind counts
+        const auto distance = static_cast<size_t>(src - (dest + length));
+        if (distance < readable) readable = distance;
+    }
+    const size_t added = strnlen(src, readable);
     if (added < room && ranges_are_disjoint(dest, length + added + 1, src, added + 1)) {
         memcpy(dest + length, src, added);
         dest[length + added] = '\0';

@@ -10,8 +10,9 @@
 
 namespace velmar {
 
-// Result codes of the memory and string functions. A RESET code is the plain code plus 128: the destination
-// was also reset, that is filled over its whole capacity (memory functions) or made the empty string.
+// Result codes of the memory and string functions, ERANGE being tested before EINVAL. A RESET code is the
+// plain code plus 128: the destination was also reset, that is filled over its whole capacity (memory
+// functions) or made the empty string.
 //   EINVAL  22   dest is null; nothing written
 //   ERANGE  34   destMax is 0 or above the limit; nothing written
 static_assert(EINVAL == 22 && ERANGE == 34, "result codes have fixed values");
@@ -26,7 +27,7 @@ constexpr size_t STRING_MAX_LEN = 0x7FFFFFFF;
 
 // Fills the first `count` bytes of `dest` (capacity `destMax` bytes) with the byte `c`.
 // EOK; ERANGE; EINVAL; ERANGE_RESET when count > destMax: all destMax bytes are then filled with `c`.
-// A capacity of 0 together with a count of 0 is EOK.
+// A capacity of 0 together with a count of 0 is EOK, unless `dest` is null.
 int memset_s(void* dest, size_t destMax, int c, size_t count);
 
 // Copies `count` bytes from `src` to `dest` (capacity `destMax` bytes).
@@ -42,14 +43,18 @@ int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 int strncpy_s(char* dest, size_t destMax, const char* src, size_t count);
 
 // Appends at most `count` characters of `src` to the string in `dest` (capacity of the whole buffer `destMax`
-// bytes). Results as for strncpy_s; EINVAL_RESET also when `dest` holds no terminator within destMax bytes.
+// bytes). EOK; ERANGE; EINVAL; EINVAL_RESET (src null, or `dest` holds no terminator within destMax bytes),
+// ERANGE_RESET and EOVERLAP_RESET as for strncpy_s: `dest` is then "". A count of 0 changes nothing and is
+// EOK.
 int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 
 // Format into `dest` (capacity `destMax` bytes), at most `count` characters; (size_t)-1 as `count` means as
-// many as fit. Return the number of characters written without the terminator, or -1. After -1 `dest` holds
+// many as fit. No argument may overlap `dest`. Return the number of characters written without the
+// terminator, or -1. After -1 `dest` holds
 //   - the first `count` characters of the text when that was too long and count < destMax,
 //   - the empty string when the text did not fit destMax, the format is invalid, or an argument is refused
-//     (destMax 0 or above 0x7FFFFFFF, count 0x7FFFFFFF or more, a null pointer).
+//     (destMax above 0x7FFFFFFF, count 0x7FFFFFFF or more, a null format),
+//   - what it held when destMax is 0.
 //
 //   %[flags][width][.precision][size]conversion
 //   flags       space # + - 0            width, precision   digits or *
@@ -58,8 +63,9 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 //
 // Anything else after a '%', 'n' and 'a' among it, is an invalid format. A null %s prints "(null)", a null %p
 // "(nil)". A wide character that has no multibyte form prints nothing; in a wide string it fails the call.
-// The only memory allocated is for floating-point texts of 512 characters or more and directives of 16 or
-// more; when that fails the conversion prints nothing.
+// Memory is allocated only for floating point: for a text that may have 512 characters or more (the precision
+// plus 349, or plus 4,972 with L, or the width), and for a directive of 16 or more. When that fails, or the
+// precision is near INT_MAX, the conversion prints nothing, and the call goes on.
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...);
 int vsnprintf_s(char* dest, size_t destMax, size_t count, const char* format, va_list argList);
 
