@@ -1,0 +1,60 @@
+// What the targets share: the input, what must be so, and the daemon's files.
+#pragma once
+
+#include <strings.h>
+
+#include <algorithm>
+
+#include "tests/fakes.h"
+
+using namespace fakes;
+
+const char kSetupFile[] = "/Applications/Pelluria.app/Contents/Resources/SysConfig.dat";
+
+inline void Require(bool holds, const string& what) {
+    if (!holds) fprintf(stderr, "wrong: %s\n", Shown(what).c_str()), abort();
+}
+
+// What the fuzzer gives. Each call takes something off its front; when it is used up, a zero or an empty
+// text.
+struct Input {
+    std::string_view left;
+
+    size_t Below(size_t limit) {
+        const size_t number = left.empty() ? 0 : static_cast<unsigned char>(left[0]) % limit;
+        left.remove_prefix(!left.empty());
+        return number;
+    }
+    string Text() {  // up to a byte 0x01, or to the end
+        const string text(left.substr(0, left.find('\x01')));
+        left.remove_prefix(std::min(text.size() + 1, left.size()));
+        return text;
+    }
+};
+void Try(Input* input);  // each target has its own
+
+// Makes a fresh scene with the daemon's folders, some volumes, and this setup file.
+inline void Prepare(std::string_view setup) {
+    for (const char* folder :
+         {"/usr/local/DatacardService", "/Library/StartupItems/TovrikZerbin", "/Volumes/Pelluria",
+          "/Applications/Pelluria.app/Contents/Resources", "/Volumes/Third Party Setup"})
+        MakeFolder(folder);
+    Remove(kSetupFile);
+    Write(kSetupFile, string(setup));
+    scene = {};
+}
+
+// Makes a call that may leave nothing behind but the three bytes of the mark, where a "yes" was.
+inline void KeepsSetup(const std::function<void()>& call) {
+    string before = Read(kSetupFile);
+    Happened(call);
+    const string after = Read(kSetupFile), held = TakeHeld();
+    Require(held.empty(), held);
+    if (after == before) return;
+    const auto difference = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+    const auto at = static_cast<size_t>(difference.first - before.begin());
+    const size_t key = before.rfind("SD_THIRD_SETUP", at), value = before.find_first_not_of(" \r", at);
+    Require(key < at && before.find('\n', key) > at && before[at - 1] == '=' &&
+                strncasecmp(before.c_str() + value, "yes", 3) == 0 && before.replace(at, 3, "No", 3) == after,
+            after);
+}

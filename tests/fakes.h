@@ -1,0 +1,88 @@
+// What stands behind the calls that the daemon makes, in the test program. The linker hands them to
+// fakes.cpp, which counts them, fails them on request, and writes them down. Outside of Happened they go
+// through to the C library, so that the test framework never meets a fault.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <functional>
+#include <map>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace fakes {
+
+using std::string;
+
+// What a command that contains `part` does, run or read through a pipe: its raw wait statuses one after the
+// other (the last for ever; none: 0), what it prints, and the error number it leaves. Any other command
+// prints nothing and gives 0. A redirection and "rm -f" are really done.
+struct Answer {
+    string part;
+    std::vector<int> statuses;
+    string output = "";
+    int error = 0;
+    size_t given = 0;
+};
+
+struct Scene {
+    std::map<string, int> calls;                    // made so far, of those that can be made to fail
+    std::map<string, std::pair<int, bool>> faults;  // the number of the call that fails, and whether for ever
+    bool countLog = false;           // whether calls on the daemon's log file count, and fail, too
+    std::vector<Answer> answers;     // the first that fits is taken
+    std::vector<const char*> ports;  // the callout paths of the serial services; null: a service without one
+    bool refuseMount = false;
+    int slept = 0;                            // seconds
+    std::function<void()> onSecond = [] {};   // called at the end of each of them
+    std::function<void()> onRunLoop = [] {};  // what happens while the run loop runs
+    time_t now = 1236243852;                  // 2009-3-5 9:04:12
+    std::vector<size_t> sizes;                // asked for by malloc
+};
+extern Scene scene;
+
+// Makes the n-th call from now on of that name fail with error number EIO, or all from that one on.
+void Fail(const string& call, int n, bool forEver = false);
+
+// Runs `call` with everything above in force. Returns the log lines, without number and time, and between
+// them, after an asterisk, the calls; the root folder is left out of all paths.
+string Happened(const std::function<void()>& call);
+
+// What has not been given back: memory blocks, streams (but for the log), pipes, folders, properties of
+// services; one per line. Forgets it.
+string TakeHeld();
+
+// A disk with the modem's label arrives and is mounted, or refused. To be called from onRunLoop.
+void Arrive();
+
+string Path(const string& path);  // below the root, which is relative, as is every path from here on
+void Write(const string& path, const string& content);
+string Read(const string& path);
+void MakeFolder(const string& path);
+void Remove(const string& path);
+
+// The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
+string Shown(const string& text);
+
+using Result = std::ostream&;
+
+// A test on an empty machine that has the daemon's folders and a log. It records what happens in each of its
+// cases; at its end, the record must be golden/<suite>.<test>.log. A record that differs is left in the
+// folder of the test program: look at every difference before you copy it.
+class DaemonTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Records the name, what happened (only the lines that contain one of the parts, if there are any), what
+    // `call` writes to its stream, and what is still held. Afterwards the scene is fresh.
+    void Case(const string& name, const std::function<void(Result)>& call) { Case(name, {}, call); }
+    void Case(const string& name, const std::vector<string>& parts, const std::function<void(Result)>& call);
+
+private:
+    string record_;
+};
+
+}  // namespace fakes

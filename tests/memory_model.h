@@ -1,0 +1,71 @@
+// What the memory and string functions are to do, byte by byte.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+#include "velmar/velmar.h"
+
+namespace model {
+
+using namespace velmar;
+
+constexpr size_t kLimit = 0x7FFFFFFF;
+
+// The checks that most of them share; after a failure `resetSize` bytes of the destination are zero.
+inline int Check(char* dest, size_t destMax, const char* src, size_t count, size_t limit, size_t resetSize) {
+    if (destMax == 0 || destMax > kLimit) return ERANGE;
+    if (!dest) return EINVAL;
+    const int code = !src ? EINVAL_RESET : count > limit ? ERANGE_RESET : EOK;
+    if (code != EOK) std::fill_n(dest, resetSize, '\0');
+    return code;
+}
+
+inline int Fill(char* dest, size_t destMax, int byte, size_t count) {
+    if (dest && destMax == 0 && count == 0) return EOK;
+    if (const int code = Check(dest, destMax, dest, 0, 0, 0)) return code;
+    std::fill_n(dest, std::min(count, destMax), static_cast<char>(byte));
+    return count <= destMax ? EOK : ERANGE_RESET;
+}
+
+inline int CopyBytes(char* dest, size_t destMax, const char* src, size_t count) {
+    if (const int code = Check(dest, destMax, src, count, destMax, destMax)) return code;
+    const bool overlap = dest != src && dest < src + count && src < dest + count;
+    if (overlap) std::fill_n(dest, destMax, '\0');
+    if (overlap) return EOVERLAP_RESET;
+    if (dest != src) std::copy_n(src, count, dest);
+    return EOK;
+}
+
+inline int Copy(char* dest, size_t destMax, const char* src, size_t count) {
+    const auto reset = [dest](int code) { return dest[0] = '\0', code; };
+    if (const int code = Check(dest, destMax, src, count, kLimit, 1)) return code;
+    if (count == 0) return reset(EOK);
+    size_t n = 0;
+    while (n < count && n < destMax && src[n]) ++n;
+    if (n == destMax) return reset(ERANGE_RESET);
+    if (dest != src && dest <= src + n && src <= dest + n) return reset(EOVERLAP_RESET);
+    std::copy_n(src, dest == src ? 0 : n, dest);
+    dest[n] = '\0';
+    return EOK;
+}
+
+inline int Append(char* dest, size_t destMax, const char* src, size_t count) {
+    const auto reset = [dest](int code) { return dest[0] = '\0', code; };
+    if (const int code = Check(dest, destMax, src, count, kLimit, 1)) return code;
+    size_t len = 0;
+    for (; len < destMax && dest[len]; ++len)
+        if (src > dest && dest + len == src) return reset(EOVERLAP_RESET);
+    if (len == destMax) return reset(EINVAL_RESET);
+    for (size_t k = 0; k < count; ++k) {
+        dest[len + k] = src[k];
+        if (src[k] == '\0') return EOK;
+        if (len + k == destMax - 1) return reset(ERANGE_RESET);
+        if (src > dest && dest + len + k + 1 == src) return reset(EOVERLAP_RESET);
+        if (src < dest && src + k + 1 == dest) return reset(EOVERLAP_RESET);
+    }
+    dest[len + count] = '\0';
+    return EOK;
+}
+
+}  // namespace model
