@@ -176,7 +176,8 @@ char* ReadLine(FILE* stream) {
     g_last_line_offset = g_current_line_offset;
     const size_t oldLength = g_lineLength;
     g_lineLength = 0;
-    while (feof(stream) == 0 && AppendPiece(stream)) continue;
+    while (feof(stream) == 0 && AppendPiece(stream)) {
+    }
     g_current_line_offset = static_cast<int32_t>(ftell(stream));
     if (g_lineLength < oldLength) {  // all behind the line is zero
         const size_t rest = oldLength - g_lineLength;

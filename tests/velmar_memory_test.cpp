@@ -8,6 +8,7 @@
 #include <string>
 
 #include "guarded.h"
+#include "memory_model.h"
 
 using namespace velmar;
 
@@ -72,7 +73,7 @@ TEST(VelmarMemory, FillsAndCopiesBytesAndOnFailureTheWholeCapacity) {
     Check(memcpy_s, "abcdefgh", copies);
 }
 
-// Where strings end and lie is the business of the models below.
+// Where strings end and lie is the business of the model.
 TEST(VelmarMemory, ChecksTheArgumentsOfStringsInOrderAndReadsNoFurtherThanItMay) {
     const std::vector<Row> refused = {
         {0, 0, 5, 1, 34, "ab.45xyz"},         {0, kOver, 5, 1, 34, "ab.45xyz"},
@@ -93,35 +94,6 @@ TEST(VelmarMemory, ChecksTheArgumentsOfStringsInOrderAndReadsNoFurtherThanItMay)
            {5, 3, 0, 1, 150, "ab.45.yz"}});
 }
 
-int ModelCopy(char* dest, size_t destMax, const char* src, size_t count) {
-    const auto reset = [dest](int code) { return dest[0] = '\0', code; };
-    if (count == 0) return reset(EOK);
-    size_t n = 0;
-    while (n < count && n < destMax && src[n]) ++n;
-    if (n == destMax) return reset(ERANGE_RESET);
-    if (dest != src && dest <= src + n && src <= dest + n) return reset(EOVERLAP_RESET);
-    std::copy_n(src, n, dest);
-    dest[n] = '\0';
-    return EOK;
-}
-
-int ModelAppend(char* dest, size_t destMax, const char* src, size_t count) {
-    const auto reset = [dest](int code) { return dest[0] = '\0', code; };
-    size_t len = 0;
-    for (; len < destMax && dest[len]; ++len)
-        if (src > dest && dest + len == src) return reset(EOVERLAP_RESET);
-    if (len == destMax) return reset(EINVAL_RESET);
-    for (size_t k = 0; k < count; ++k) {
-        dest[len + k] = src[k];
-        if (src[k] == '\0') return EOK;
-        if (len + k == destMax - 1) return reset(ERANGE_RESET);
-        if (src > dest && dest + len + k + 1 == src) return reset(EOVERLAP_RESET);
-        if (src < dest && src + k + 1 == dest) return reset(EOVERLAP_RESET);
-    }
-    dest[len + count] = '\0';
-    return EOK;
-}
-
 // Every way two short strings can lie in 16 bytes, by capacity and count.
 TEST(VelmarMemory, DoesAsTheModelByteByByteWhereverTheStringsLie) {
     constexpr int kDest = 5;
@@ -137,8 +109,8 @@ TEST(VelmarMemory, DoesAsTheModelByteByByteWhereverTheStringsLie) {
                 const int code = model(&after[kDest], destMax, after.data() + src, count);
                 Check(function, before, {{kDest, destMax, src, count, code, Shown(after)}});
             };
-            check(strncpy_s, ModelCopy);
-            check(strncat_s, ModelAppend);
+            check(strncpy_s, model::Copy);
+            check(strncat_s, model::Append);
         }
     }
 }
