@@ -64,17 +64,17 @@ constexpr char kLastClassified = 'z';
 constexpr int kTableSize = kLastClassified - kFirstClassified + 1;
 static_assert(kTableSize == 91 && kClasses * kStates <= kTableSize, "both halves share 91 bytes");
 
-// Low four bits at [c - ' ']: the class of the character c. High four bits at [class * 9 + state]: the next
-// state.
+// Low four bits at [c - ' ']: the class of the character c. High four bits at [class * 9 + state]: the state
+// that comes next.
 struct lookup_table {
     unsigned char bytes[kTableSize];
 };
 constexpr lookup_table build_lookup_table() {
     constexpr format_state T = STATE_TEXT, P = STATE_PERCENT, F = STATE_FLAGS, W = STATE_WIDTH, D = STATE_DOT,
                            N = STATE_PRECISION, S = STATE_SIZE, C = STATE_CONV, X = STATE_INVALID;
-    // The state that a character of each class (row) leads to from each state (column). A flag may follow a
-    // width, which then starts again; '*' may not follow a digit of the width; size prefixes may repeat. Kept
-    // so.
+    // The state that a character of each class (row) leads to from each state (column). Kept: a flag may
+    // follow a width, which then starts again; '*' may not follow a digit of the width; size prefixes may
+    // repeat.
     constexpr format_state kTransitions[kClasses][kStates] = {
         //           TEXT PERCENT FLAGS WIDTH DOT PRECISION SIZE CONV INVALID
         /* other   */ {T, X, X, X, X, X, X, T, T},
@@ -196,7 +196,7 @@ void advance(output_stream* stream, int* chars_out, int n) {
 constexpr size_t kShortPiece = 16;
 
 // Copies `n` bytes; short pieces with two moves that may overlap each other.
-void copy_text(char* to, const char* from, size_t n) {
+inline void copy_text(char* to, const char* from, size_t n) {
     if (n > 2 * kShortPiece) {
         memcpy(to, from, n);
     } else if (n >= kShortPiece) {
@@ -477,10 +477,8 @@ int indirectSprintf(char* buffer, const char* format, ...) {
 #endif
 
 // Writes the directive for the C library: the same flags and conversion; width and precision as values,
-// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed. The
-// longest is
-// "%+ #0-*.*Lf".
-constexpr size_t kLongestDirective = 11;
+// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed.
+constexpr size_t kLongestDirective = sizeof "%+ #0-*.*Lf" - 1;
 
 void compose_directive(char* directive, const format_spec& spec, char conversion) {
     *directive++ = '%';
@@ -520,8 +518,8 @@ void put_floating(Value value, const floating_limits& limits, const format_spec&
     int32_t size = precision + limits.size;
     if (size < spec.width) size = spec.width;
 
-    char
-        local_text[kTextSize + MB_LEN_MAX];  // the C library counts a point of several bytes as one character
+    // The C library counts a point of several bytes as one character.
+    char local_text[kTextSize + MB_LEN_MAX];
     char local_directive[kLocalDirective];  // too small for what was written, though not for what is composed
     char* text = size < kTextSize ? local_text : static_cast<char*>(malloc(static_cast<size_t>(size) + 2));
     if (text == nullptr) return;
@@ -643,7 +641,7 @@ const char* put_directive(const char* directive, argument_list* arguments, outpu
 
 // No buffer takes more than INT_MAX characters, so that a longer text does not fit either way.
 int clamp_length(size_t length) {
-    return length > INT_MAX ? INT_MAX : static_cast<int>(length);
+    return length > INT_MAX ? INT_MAX : static_cast<int>(length);  // GCOVR_EXCL_BR_LINE: 2 GB of text
 }
 
 // The number of characters before the next '%' or the end.
@@ -669,7 +667,7 @@ char* write_below_100(char* to, unsigned value) {
 }
 
 // The decimal form of a value into `to`, which has room for kLongestInt characters. Returns its end.
-char* write_int(char* to, int value) {
+inline char* write_int(char* to, int value) {
     auto magnitude = static_cast<unsigned>(value);
     if (value < 0) {
         *to++ = '-';
@@ -683,27 +681,37 @@ char* write_int(char* to, int value) {
     return to + digits;
 }
 
-constexpr int kShortRun = 8;
+constexpr int kShortRun = 5;
 constexpr int kLongestInt = 11;
 constexpr int kFar = kShortRun + kLongestInt + 1;
 
-// Writes text, "%s" and "%d", which need neither a directive nor a field, while the end of the buffer is far.
-// Returns where something else begins.
+// Copies ordinary characters, up to kShortRun of them. Returns how many.
+inline int copy_short_run(char* to, const char* from) {
+    int n = 0;
+    for (; n < kShortRun; ++n) {
+        const auto c = static_cast<unsigned char>(from[n]);
+        if (c <= '%' && (c == '%' || c == '\0')) break;
+        to[n] = from[n];
+    }
+    return n;
+}
+
+// Writes text, "%s" and "%d", which need neither a directive nor a field, while `end` is far from `*place`.
+// Moves that on, and returns where in the format something else begins.
 static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
               "both are complete");
-const char* put_plain(const char* format, argument_list* arguments, output_stream* stream, int* chars_out) {
-    char* cur = stream->cur;
-    const char* const end = cur + stream->count;
-    const char* const far = stream->count > kFar ? end - kFar : cur;
+inline const char* put_plain(char** place, const char* end, const char* format, argument_list* arguments) {
+    if (arguments->absent || end - *place <= kFar) return format;
+    char* cur = *place;
+    const char* const far = end - kFar;
     while (cur < far) {
-        char c = *format;
-        for (const char* const run_end = cur + kShortRun; c != '%' && c != '\0' && cur < run_end;
-             c = *++format)
-            *cur++ = c;
+        const int run = copy_short_run(cur, format);
+        format += run;
+        cur += run;
         const char* text = format;
-        size_t length = 0;
-        if (c == '\0') break;
-        if (c != '%') {
+        size_t length;
+        if (format[0] != '%') {
+            if (format[0] == '\0') break;
             length = literal_length(format);
             format += length;
         } else if (format[1] == 's') {
@@ -718,23 +726,21 @@ const char* put_plain(const char* format, argument_list* arguments, output_strea
         } else {
             break;
         }
-        if (length >= static_cast<size_t>(end - cur)) {
-            advance(stream, chars_out, static_cast<int>(cur - stream->cur));
-            put_text(text, clamp_length(length), stream, chars_out);
-            return format;
+        const auto room = static_cast<size_t>(end - cur);
+        if (length > room) {
+            length = room;
+            format = "";  // nothing behind counts
         }
         copy_text(cur, text, length);
         cur += length;
     }
-    advance(stream, chars_out, static_cast<int>(cur - stream->cur));
+    *place = cur;
     return format;
 }
 
-int velmar_output_s(output_stream* stream, const char* format, argument_list* arguments) {
-    int chars_out = 0;
-    while (*format != '\0' && chars_out >= 0) {
-        if (!arguments->absent) format = put_plain(format, arguments, stream, &chars_out);
-        if (*format == '\0' || chars_out < 0) break;
+// Goes on behind the `chars_out` characters that are written already.
+int velmar_output_s(output_stream* stream, const char* format, argument_list* arguments, int chars_out) {
+    while (*format != '\0') {
         if (*format == '%') {
             format = put_directive(format, arguments, stream, &chars_out);
             if (format == nullptr) return -1;
@@ -743,23 +749,38 @@ int velmar_output_s(output_stream* stream, const char* format, argument_list* ar
             put_text(format, clamp_length(length), stream, &chars_out);
             format += length;
         }
+        if (*format == '\0' || chars_out < 0) break;
+        char* cur = stream->cur;
+        format = put_plain(&cur, cur + stream->count, format, arguments);
+        advance(stream, &chars_out, static_cast<int>(cur - stream->cur));
     }
     return chars_out;
 }
 
 constexpr int kDidNotFit = -2;
 
-int vsnprintf_helper(char* dest, size_t size, const char* format, argument_list* arguments) {
-    output_stream stream = {static_cast<int32_t>(size), dest};
-    const int result = velmar_output_s(&stream, format, arguments);
-    if (result >= 0) {
-        if (--stream.count >= 0) {
-            *stream.cur = '\0';
-            return result;
-        }
+// Writes what put_plain left over, from `cur` on. Not inlined: formats without a directive are the most, and
+// its buffers and registers would burden them.
+[[gnu::noinline]] int output_rest(char* dest, size_t size, char* cur, const char* format,
+                                  argument_list* arguments) {
+    const auto written = static_cast<int>(cur - dest);
+    output_stream stream = {static_cast<int32_t>(size) - written, cur};
+    const int result = velmar_output_s(&stream, format, arguments, written);
+    if (result >= 0 && --stream.count >= 0) {
+        *stream.cur = '\0';
+        return result;
     }
     dest[size - 1] = '\0';
     return stream.count < 0 ? kDidNotFit : -1;
+}
+
+// Returns the number of characters, kDidNotFit, or -1 when the format is rejected.
+int vsnprintf_helper(char* dest, size_t size, const char* format, argument_list* arguments) {
+    char* cur = dest;
+    format = put_plain(&cur, dest + size, format, arguments);
+    if (*format != '\0' || cur == dest + size) return output_rest(dest, size, cur, format, arguments);
+    *cur = '\0';
+    return static_cast<int>(cur - dest);
 }
 
 constexpr size_t kFormatLimit = 0x7FFFFFFF;
@@ -770,17 +791,19 @@ int format_bounded(char* dest, size_t destMax, size_t count, const char* format,
         if (dest != nullptr && destMax != 0) dest[0] = '\0';  // above the limit as well
         return -1;
     }
-    if (count >= kFormatLimit && count != kAsMuchAsFits) {
-        dest[0] = '\0';
-        return -1;
-    }
     // What count cuts stays; what the buffer cuts is dropped. The asymmetry is intended.
-    const bool is_cut_by_count = count < destMax;
-    const int result = vsnprintf_helper(dest, is_cut_by_count ? count + 1 : destMax, format, arguments);
-    if (!is_cut_by_count) dest[destMax - 1] = '\0';
-    if (result >= 0) return result;
-    if (!is_cut_by_count || result != kDidNotFit) dest[0] = '\0';
-    return -1;
+    if (count < destMax) {
+        const int result = vsnprintf_helper(dest, count + 1, format, arguments);
+        if (result == -1) dest[0] = '\0';
+        return result < 0 ? -1 : result;
+    }
+    int result = -1;
+    if (count < kFormatLimit || count == kAsMuchAsFits) {
+        result = format_bounded(dest, destMax, destMax - 1, format, arguments);
+        dest[destMax - 1] = '\0';
+    }
+    if (result < 0) dest[0] = '\0';
+    return result;
 }
 
 }  // namespace
