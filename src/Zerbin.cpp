@@ -1,4 +1,5 @@
-// The daemon's life, in the order in which it happens: main, then what the run loop calls.
+// The daemon's life, in the order in which it happens: main, what it looks for at the start, and then what
+// the run loop calls. The messages are kept to the letter, misspellings, blanks and line ends included.
 #include "src/Zerbin.h"
 
 #include <IOKit/IOKitLib.h>
@@ -25,15 +26,17 @@ constexpr char kModemPort[] = "TOVRIKMobile-Pcui";
 constexpr char kDefaultLabel[] = "Pelluria";
 constexpr size_t kLabelSize = 64;
 constexpr int kPortProbes = 10;
+constexpr unsigned kPortSeconds = 1;     // between two probes
 constexpr int32_t kVolumeSeconds = 300;  // the longest wait for the volume of a modem that is already there
 
 constexpr DADiskOptions kMountAutomaticOption =
     0x10;  // kDADiskOptionMountAutomatic, which no public header has
 
 constexpr char kOwnerQuery[] = "ps aux | awk -v PID=%d '$2 == PID { print $1 }'";
-constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";
+constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";  // in brackets, so that grep does not find itself
 constexpr size_t kLineSize = 256;      // the owner query; a user's name with its line end
-constexpr size_t kConsoleSize = 1024;  // what the queries print
+constexpr size_t kConsoleSize = 1024;  // what the query for a Finder prints
+constexpr size_t kPortSize = 1024;     // a path of the registry
 constexpr size_t kCommandSize = 512;
 constexpr unsigned kFinderSeconds = 5;  // between two queries
 constexpr int kTries = 10;
@@ -53,7 +56,7 @@ bool WaitForPort() {
     for (int probe = 0; probe < kPortProbes; ++probe) {
         if (FindCommPort(kModemPort, nullptr, 0) == 0) return true;
         LogMain("wait to again to find comm port at beginning to run lorvan...");
-        sleep(1);
+        sleep(kPortSeconds);
     }
     return false;
 }
@@ -75,11 +78,13 @@ void ServePresentModem(const char* label) {
 CFDictionaryRef CreateMatch(const char* label) {
     CFMutableDictionaryRef match = CFDictionaryCreateMutable(
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    // MacRoman, though the configuration may well be UTF-8. Kept.
     CFStringRef name = CFStringCreateWithCString(nullptr, label, kCFStringEncodingMacRoman);
     CFDictionarySetValue(match, kDADiskDescriptionVolumeNameKey, name);
     return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): nothing main creates is released
 }
 
+// Asks the setup file's scanner; the label comes from the same file by the other reader. Kept.
 void ChooseMountArgument() {
     if (IsKeyValueCaseEqual(kConfigFile, "Volumes", "disable_cdrom", "true")) {
         gMountArgs[0] = CFSTR("nobrowse");
@@ -142,7 +147,7 @@ int FindCommPort(const char* name, char* output, int size) {
         return -1;
     }
     const bool isOutputWanted = output != nullptr && size > 0;
-    char path[1024] = {};  // the capacity that is stated below
+    char path[kPortSize] = {};
     while (io_object_t service = IOIteratorNext(services)) {
         CFTypeRef property =
             IORegistryEntryCreateCFProperty(service, CFSTR(kIOCalloutDeviceKey), kCFAllocatorDefault, 0);
@@ -235,7 +240,7 @@ void ComposeLaunchCommand(char* command) {
         velmar::snprintf_s(command, kCommandSize, kCommandSize - 1, "open -a %s", kDefaultApplication);
         return;
     }
-    LogMount("Current Mac OS version is newer than Mac OS X 10.4\n");
+    LogMount("Current Mac OS version is newer than Mac OS X 10.4\n");  // which nobody has looked up; kept
     char application[kCommandSize] = {};
     velmar::strncpy_s(application, sizeof application, ReadString("Volumes", "path1", kDefaultApplication),
                       sizeof application - 1);
@@ -249,7 +254,7 @@ void ComposeLaunchCommand(char* command) {
 void DiskMountCallback(DADiskRef /*disk*/, DADissenterRef /*dissenter*/, void* /*context*/) {
     LogMount("DiskMountCallback Enter");
     const pid_t pid = getpid();
-    if (pid != 0 && !OwnsConsole(pid)) return;
+    if (pid != 0 && !OwnsConsole(pid)) return;  // no process has the number 0; kept
 
     WaitForFinder();
     LogMount("have some one login succ");
