@@ -19,7 +19,8 @@ bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen);
 // `nSize` bytes) names; the name is trimmed in place. Lines are read in pieces of at most 1,023 characters.
 //   Section: returns the file offset, in bytes, of its line; the stream stands behind that line.
 //   Key: returns the offset of the byte after its '='; `pKeyIOValue` holds the trimmed value (cut to nSize -
-//   1 characters), and the stream stands behind the line. A line that holds '[' or ']' ends the search.
+//   1 characters), and the stream stands behind the line. A line that holds '[' or ']' ends the search. The
+//   key is found anywhere before a '=': "OLD_NAME=" and "NAME_OLD=" are lines of the key "NAME" too. Kept.
 // Returns -1 on failure. With a null or empty argument or a size below 1 nothing changes. Else the stream
 // stands at the end of the file, at the start of the bracketed line, or, when the value's length reaches the
 // limit *pLen, at the start of the key's line: then *pLen is the size needed (length plus 1) and

@@ -39,7 +39,7 @@ enum class Capture { kNotOpened, kEmpty, kRead };
 
 // Reads the capture file into `output`, and logs what came of it.
 Capture ReadCaptureFile(char* output, size_t size) {
-    FILE* stream = fopen(kCaptureFile, "r+");
+    FILE* stream = fopen(kCaptureFile, "r+");  // though it is only read; kept
     if (stream == nullptr) {
         Log(kSource, "RunShellCmd", "fopen failed for [%s]", strerror(errno));
         return Capture::kNotOpened;

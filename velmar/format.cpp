@@ -399,7 +399,7 @@ void convert_integer(format_spec* spec, char conversion, argument_list* argument
     if (precision < 0) {
         precision = 1;
     } else {
-        if (conversion != 'p') spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
+        if (conversion != 'p') spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);  // kept for 'p'
         if (precision > kTextSize) precision = kTextSize;
     }
 
@@ -681,9 +681,9 @@ inline char* write_int(char* to, int value) {
     return to + digits;
 }
 
-constexpr int kShortRun = 5;
-constexpr int kLongestInt = 11;
-constexpr int kFar = kShortRun + kLongestInt + 1;
+constexpr int kShortRun = 5;                   // so many characters are faster copied than looked through
+constexpr int kLongestInt = 11;                // "-2147483648"
+constexpr int kFar = kShortRun + kLongestInt;  // what may be written before the next look at the end
 
 // Copies ordinary characters, up to kShortRun of them. Returns how many.
 inline int copy_short_run(char* to, const char* from) {
@@ -759,8 +759,8 @@ int velmar_output_s(output_stream* stream, const char* format, argument_list* ar
 
 constexpr int kDidNotFit = -2;
 
-// Writes what put_plain left over, from `cur` on. Not inlined: formats without a directive are the most, and
-// its buffers and registers would burden them.
+// Writes what put_plain left over, from `cur` on. Not inlined: its buffers and registers would burden the
+// formats that put_plain finishes alone, which are the most.
 [[gnu::noinline]] int output_rest(char* dest, size_t size, char* cur, const char* format,
                                   argument_list* arguments) {
     const auto written = static_cast<int>(cur - dest);
