@@ -109,8 +109,8 @@ static void LinkPrefix(const char* bsdName, char (&prefix)[kMaxPath]) {
     snprintf(prefix, sizeof prefix, "../%s/%s/", kDisks, bsdName);
 }
 
-// The number of volumes that are mounted from the disk (its own, and those of images on it); removes them if
-// asked to.
+// The number of volumes that are mounted from the disk (its own, and those of images on it), or, for null,
+// from disks that are gone; removes them if asked to.
 static int CountMounts(const char* bsdName, bool unmount) {
     int folder = OpenOnDesk(kVolumes, O_RDONLY | O_DIRECTORY);
     DIR* volumes = folder < 0 ? nullptr : fdopendir(folder);
@@ -119,11 +119,15 @@ static int CountMounts(const char* bsdName, bool unmount) {
         return 0;
     }
     char prefix[kMaxPath], target[kMaxPath];
-    LinkPrefix(bsdName, prefix);
+    if (bsdName)
+        LinkPrefix(bsdName, prefix);
+    else
+        snprintf(prefix, sizeof prefix, "../%s/", kDisks);
     int count = 0;
     while (const dirent* entry = readdir(volumes)) {
         ssize_t length = readlinkat(folder, entry->d_name, target, sizeof target - 1);
         if (length < 0 || strncmp(target, prefix, strlen(prefix)) != 0) continue;
+        if (!bsdName && faccessat(folder, entry->d_name, F_OK, 0) == 0) continue;
         ++count;
         if (unmount) unlinkat(folder, entry->d_name, 0);
     }
@@ -171,13 +175,18 @@ static bool LinkVolume(DADiskRef disk, char (&name)[kMaxText]) {
     return linked;
 }
 
+static bool HasFolder(const char* bsdName, const char* name) {
+    char path[kMaxPath];
+    snprintf(path, sizeof path, "%s/%s/%s", kDisks, bsdName, name);
+    int folder = OpenOnDesk(path, O_RDONLY | O_DIRECTORY);
+    if (folder >= 0) close(folder);
+    return folder >= 0;
+}
+
 static bool IsMountable(const char* bsdName) {
-    char path[kMaxPath], text[kMaxText];
-    snprintf(path, sizeof path, "%s/%s/%s", kDisks, bsdName, "volume");
-    int volume = OpenOnDesk(path, O_RDONLY | O_DIRECTORY);
-    if (volume < 0) return false;
-    close(volume);
-    return !ReadOfDisk(bsdName, "refuse", text) && CountMounts(bsdName, false) == 0;
+    char text[kMaxText];
+    return HasFolder(bsdName, "volume") && !ReadOfDisk(bsdName, "refuse", text) &&
+           CountMounts(bsdName, false) == 0;
 }
 
 static bool MountDisk(DADiskRef disk, const char* how) {
@@ -245,6 +254,7 @@ static bool Matches(DADiskRef disk, CFDictionaryRef match) {
 
 static void DiskAppeared(const char* bsdName) {
     if (CountMounts(bsdName, false) > 0) return;  // mounted before it was watched
+    if (!HasFolder(bsdName, ".")) return;         // gone again, while a callback was busy
     DADiskRef disk = CreateDisk(bsdName);
     if (!disk) return;
     for (PeekRequest* peek = g_peeks; peek; peek = peek->next)
@@ -280,6 +290,7 @@ static void WatchDisks() {
     AddRunLoopSource(g_watch, ServeWatch);
     int lock = OpenOnDesk(kWatchLock, O_RDWR | O_CREAT);
     if (lock >= 0) flock(lock, LOCK_SH);
+    CountMounts(nullptr, true);
 }
 
 // ---- Sessions
