@@ -12,8 +12,6 @@ void Try(Input* input) {
     const string configuration = input->Text(), port = input->Text().c_str();
     const string owner = input->Text(), finder = input->Text();
     Prepare(input->left);
-    Remove("/usr/local/DatacardService/Zerbin.log");
-    Remove("/Library/StartupItems/TovrikZerbin/config");
     Write("/Library/StartupItems/TovrikZerbin/config", configuration);
     if (choices & 1) scene.ports = {nullptr, port.c_str(), "/dev/cu.TOVRIKMobile-Pcui"};
     scene.refuseMount = choices & 2;
@@ -24,9 +22,6 @@ void Try(Input* input) {
     scene.onSecond = [] {
         if (scene.slept == 40) scene.answers[0].output = "Finder";  // or the wait would not end
     };
-    scene.onRunLoop = [] {
-        Arrive();
-        Arrive();
-    };
+    scene.onRunLoop = [] { Arrive(), Arrive(); };
     KeepsSetup([] { ZerbinMain(); });
 }

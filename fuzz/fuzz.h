@@ -33,15 +33,11 @@ struct Input {
 };
 void Try(Input* input);  // each target has its own
 
-// Makes a fresh scene with the daemon's folders, some volumes, and this setup file.
+// Makes a fresh machine with some volumes and this setup file.
 inline void Prepare(std::string_view setup) {
-    for (const char* folder :
-         {"/usr/local/DatacardService", "/Library/StartupItems/TovrikZerbin", "/Volumes/Pelluria",
-          "/Applications/Pelluria.app/Contents/Resources", "/Volumes/Third Party Setup"})
-        MakeFolder(folder);
-    Remove(kSetupFile);
+    MakeMachine();
+    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
     Write(kSetupFile, string(setup));
-    scene = {};
 }
 
 // Makes a call that may leave nothing behind but the three bytes of the mark, where a "yes" was.

@@ -1,8 +1,9 @@
 // Tries one input; without libFuzzer, each file of the folder that is named.
-#include "fuzz.h"
-
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+
+#include "fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input = {{reinterpret_cast<const char*>(data), size}};
@@ -13,10 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 #ifdef REPLAY
 int main(int, char** arguments) {
     for (const auto& entry : std::filesystem::directory_iterator(arguments[1])) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        const string data(std::istreambuf_iterator<char>(file), {});
-        Input input = {data};
-        Try(&input);
+        std::ostringstream data;
+        data << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+        const string text = data.str();
+        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(text.data()), text.size());
     }
 }
 #endif

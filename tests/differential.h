@@ -37,14 +37,11 @@ std::string Wrong(Call call, const std::optional<std::string>& text, size_t dest
     const int expected = fits ? static_cast<int>(left.size()) : -1;
 
     const int result = call(dest, destMax, count);
-    const std::string got(dest, left.size());
-    bool isBounded = dest[left.size()] == '\0';
-    if (count >= destMax) {  // the last byte is made a terminator in any case
-        isBounded = isBounded && dest[destMax - 1] == '\0';
-        if (left.size() < destMax - 1) dest[destMax - 1] = Guarded::kFill;
-    }
-    isBounded = isBounded && guarded.OnlyFirst(fits ? left.size() + 1 : room + 1);
-    if (result == expected && got == left && isBounded) return "";
+    const std::string got(dest, left.size() + 1);  // with its terminator
+    // The last byte is made a terminator in any case.
+    if (count >= destMax && left.size() < destMax - 1) dest[destMax - 1] ^= Guarded::kFill;
+    const bool isBounded = guarded.OnlyFirst(fits ? left.size() + 1 : room + 1);
+    if (result == expected && got == left + '\0' && isBounded) return "";
     return " destMax " + std::to_string(destMax) + ", count " + std::to_string(count) + "\nexpected " +
            std::to_string(expected) + " \"" + left + "\"\ngot " + std::to_string(result) + " \"" + got + '"' +
            (isBounded ? "" : ", and the bytes behind it");

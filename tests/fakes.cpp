@@ -3,24 +3,24 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <DiskArbitration/DiskArbitration.h>
 #include <IOKit/IOKitLib.h>
+#include <IOKit/serial/IOSerialKeys.h>
 #include <dirent.h>
-#include <sys/types.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <numeric>
 #include <set>
 #include <sstream>
-#include <utility>
 
 #include "Common/Log.h"
 
 using std::to_string;
+
+extern "C" decltype(CFStringGetCString) __real_CFStringGetCString;
+extern "C" const void* CFDictionaryGetValue(CFDictionaryRef, const void* key);
 
 namespace fakes {
 
@@ -37,19 +37,21 @@ bool g_inForce = false;
 string g_happened;
 std::map<const void*, string> g_held;  // and what each is
 size_t g_nextPort = 0;
-std::vector<CFTypeRef> g_neverReleased;  // by the daemon
 DADiskPeekCallback g_peek = nullptr;
 DADiskMountCallback g_mounted = nullptr;
-int g_session, g_disk, g_dissenter, g_runLoop;  // only their addresses count
+int g_things[4];  // only their addresses count
+const auto g_session = reinterpret_cast<DASessionRef>(g_things);
+const auto g_disk = reinterpret_cast<DADiskRef>(g_things + 1);
+const auto g_runLoop = reinterpret_cast<CFRunLoopRef>(g_things + 2);
+const auto g_dissenter = reinterpret_cast<DADissenterRef>(g_things + 3);
+std::map<const void*, string> g_names = {
+    {nullptr, "null"}, {g_session, "session"}, {g_disk, "disk"}, {g_runLoop, "loop"}};
 
 // While the tests' own code runs inside a call.
 struct Aside {
     bool inForce = std::exchange(g_inForce, false);
     int error = errno;
-    ~Aside() {
-        g_inForce = inForce;
-        errno = error;
-    }
+    ~Aside() { g_inForce = inForce, errno = error; }
 };
 
 string WithoutRoot(string text) {
@@ -57,13 +59,26 @@ string WithoutRoot(string text) {
     return text;
 }
 
-string WithoutNumberAndTime(const string& line) {
-    const size_t end = line.find("   ");
-    return line.rfind("line ", 0) == 0 && end != string::npos ? line.substr(end + 3) : line;
+// An argument in print: a text, a number, or the name of what a pointer points to.
+template <typename Value>
+string Said(Value value) {
+    char text[1024] = "?";
+    if constexpr (std::is_arithmetic_v<Value>)
+        return to_string(value);
+    else if constexpr (std::is_same_v<Value, const char*>)
+        return value;
+    else if (g_names.count(value))
+        return g_names[value];
+    else if constexpr (std::is_same_v<Value, CFStringRef>)
+        __real_CFStringGetCString(value, text, sizeof text, kCFStringEncodingUTF8);
+    return text;
 }
 
-void Note(const string& call) {
+// Writes a call down.
+template <typename... Values>
+void Note(string call, Values... values) {
     const Aside aside;
+    ((call += " " + Said(values)), ...);
     if (aside.inForce) g_happened += "* " + WithoutRoot(call) + "\n";
 }
 
@@ -78,15 +93,29 @@ bool Fails(const string& call) {
     return fails;
 }
 
-bool IsLog(FILE* stream) {
-    const auto held = g_held.find(stream);
-    return held != g_held.end() && held->second == kLogHeld;
-}
-
 bool FailsOn(FILE* stream, const string& call) {
-    if (!g_inForce || (IsLog(stream) && !scene.countLog) || !Fails(call)) return false;
+    const bool isLog = g_held.count(stream) && g_held[stream] == kLogHeld;
+    if (!g_inForce || (isLog && !scene.countLog) || !Fails(call)) return false;
     if (call != "fseek" && call != "ftell") stream->_flags |= _IO_ERR_SEEN;
     return true;
+}
+
+template <typename Type>
+Type* Hold(Type* held, const string& what) {
+    if (held && g_inForce) g_held[held] = what;
+    return held;
+}
+
+CFStringRef Property(const char* text) {
+    if (!text) return nullptr;
+    return Hold(CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8), string("property ") + text);
+}
+
+// What a dictionary has under a key. It is kept for life, as nobody releases it.
+CFStringRef Entry(CFDictionaryRef dictionary, CFStringRef key) {
+    static auto& kept = *new std::set<CFDictionaryRef>;
+    if (!dictionary || !kept.insert(dictionary).second) return nullptr;
+    return static_cast<CFStringRef>(CFDictionaryGetValue(dictionary, key));
 }
 
 // Notes the end of what is held; false for what is not known.
@@ -140,9 +169,8 @@ string TakeHeld() {
 
 void Arrive() {
     g_mounted = nullptr;
-    g_peek(reinterpret_cast<DADiskRef>(&g_disk), nullptr);
-    const auto dissenter = reinterpret_cast<DADissenterRef>(scene.refuseMount ? &g_dissenter : nullptr);
-    if (g_mounted) g_mounted(reinterpret_cast<DADiskRef>(&g_disk), dissenter, nullptr);
+    g_peek(g_disk, nullptr);
+    if (g_mounted) g_mounted(g_disk, scene.refuseMount ? g_dissenter : nullptr, nullptr);
 }
 
 string Path(const string& path) {
@@ -150,6 +178,7 @@ string Path(const string& path) {
 }
 
 void Write(const string& path, const string& content) {
+    Remove(path);  // a file that is emptied instead would be written to the disk at once
     std::ofstream(Path(path), std::ios::binary) << content;
 }
 
@@ -157,6 +186,12 @@ string Read(const string& path) {
     std::ostringstream content;
     content << std::ifstream(Path(path), std::ios::binary).rdbuf();
     return content.str();
+}
+
+string Lines(string text) {
+    std::replace(text.begin(), text.end(), '|', '\n');
+    std::replace(text.begin(), text.end(), '~', '\0');
+    return text;
 }
 
 void MakeFolder(const string& path) {
@@ -171,18 +206,18 @@ string Shown(const string& text) {
     string shown;
     for (size_t at = 0, end; at < text.size(); at = end) {
         char byte[8];
-        snprintf(byte, sizeof byte, isprint(text[at] & 0xFF) || text[at] == '\n' ? "%c" : "\\x%02X",
-                 text[at] & 0xFF);
+        const int code = text[at] & 0xFF;
+        snprintf(byte, sizeof byte, isprint(code) || code == '\n' ? "%c" : "\\x%02X", code);
         end = std::min(text.find_first_not_of(text[at], at), text.size());
-        if (end - at > 20)
-            shown += byte + ("{" + to_string(end - at) + "}");
-        else
-            end = at + 1, shown += byte;
+        const bool isRun = end - at > 20;
+        shown += byte + (isRun ? "{" + to_string(end - at) + "}" : "");
+        if (!isRun) end = at + 1;
     }
     return shown;
 }
 
-void DaemonTest::SetUp() {
+void MakeMachine() {
+    setenv("TZ", "UTC", 1);
     std::filesystem::current_path(std::filesystem::read_symlink("/proc/self/exe").parent_path());
     Remove("");
     for (const char* folder : {"/Volumes", "/usr/local/DatacardService", "/Library/StartupItems/TovrikZerbin",
@@ -210,15 +245,14 @@ void DaemonTest::TearDown() {
     CloseLogSystem();
     EXPECT_EQ(TakeHeld(), "");
     EXPECT_TRUE(std::exchange(g_held, {}).empty()) << "the log was opened twice";
-    for (CFTypeRef object : std::exchange(g_neverReleased, {})) CFRelease(object);
     const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
     const string name = string(test->test_suite_name()) + "." + test->name() + ".log";
-    std::ifstream golden(GOLDEN + name, std::ios::binary);
-    const string expected(std::istreambuf_iterator<char>(golden), {});
+    std::ostringstream golden;
+    golden << std::ifstream(GOLDEN + name, std::ios::binary).rdbuf();
     const string record = Shown(record_);
-    EXPECT_EQ(expected, record);
+    EXPECT_EQ(golden.str(), record);
     std::filesystem::remove(name);
-    if (record != expected) std::ofstream(name, std::ios::binary) << record;
+    if (golden.str() != record) std::ofstream(name, std::ios::binary) << record;
 }
 
 }  // namespace fakes
@@ -226,9 +260,26 @@ void DaemonTest::TearDown() {
 using namespace fakes;
 
 // The two names by which the linker knows a call that is wrapped.
-#define WRAP(Result, name, ...)        \
-    Result __real_##name(__VA_ARGS__); \
+#define WRAP(Result, name, ...)   \
+    decltype(name) __real_##name; \
     Result __wrap_##name(__VA_ARGS__)
+
+// A call on a stream, and what it returns when it is made to fail.
+#define WRAP_STREAM(Result, name, parameters, arguments, failed)          \
+    decltype(name) __real_##name;                                         \
+    Result __wrap_##name parameters {                                     \
+        return FailsOn(stream, #name) ? failed : __real_##name arguments; \
+    }
+
+// A call that is written down, with its arguments, and what it returns; also when it is made to fail.
+#define RECORD(Result, name, parameters, arguments, result, failed)   \
+    decltype(name) __real_##name;                                     \
+    Result __wrap_##name parameters {                                 \
+        const auto note = [](auto... said) { Note(#name, said...); }; \
+        note arguments;                                               \
+        if (Fails(#name)) return failed;                              \
+        return result;                                                \
+    }
 
 extern "C" {
 
@@ -237,9 +288,7 @@ extern "C" {
 WRAP(void*, malloc, size_t size) {
     if (!g_inForce) return __real_malloc(size);
     scene.sizes.push_back(size);
-    void* block = Fails("malloc") ? nullptr : __real_malloc(size);
-    if (block) g_held[block] = "block " + to_string(size);
-    return block;
+    return Fails("malloc") ? nullptr : Hold(__real_malloc(size), "block " + to_string(size));
 }
 
 WRAP(void, free, void* block) {
@@ -249,10 +298,9 @@ WRAP(void, free, void* block) {
 
 WRAP(FILE*, fopen, const char* path, const char* mode) {
     const bool isLog = path == Path(kLog);
-    if (!isLog) Note(string("fopen ") + path + " " + mode);
-    FILE* stream = (!isLog || scene.countLog) && Fails("fopen") ? nullptr : __real_fopen(path, mode);
-    if (stream && (isLog || g_inForce)) g_held[stream] = string("stream ") + path;
-    return stream;
+    if (!isLog) Note("fopen", path, mode);
+    const bool fails = (!isLog || scene.countLog) && Fails("fopen");
+    return fails ? nullptr : Hold(__real_fopen(path, mode), string("stream ") + path);
 }
 
 WRAP(int, fclose, FILE* stream) {
@@ -262,75 +310,57 @@ WRAP(int, fclose, FILE* stream) {
     return fails ? EOF : result;
 }
 
-// A call on a stream and what it returns when it was made to fail.
-#define WRAP_STREAM(Result, name, failed, parameters, arguments)          \
-    Result __real_##name parameters;                                      \
-    Result __wrap_##name parameters {                                     \
-        return FailsOn(stream, #name) ? failed : __real_##name arguments; \
-    }
-
-WRAP_STREAM(char*, fgets, nullptr, (char* text, int size, FILE* stream), (text, size, stream))
-WRAP_STREAM(int, fgetc, EOF, (FILE * stream), (stream))
-WRAP_STREAM(size_t, fread, 0, (void* to, size_t size, size_t n, FILE* stream), (to, size, n, stream))
-WRAP_STREAM(int, fseek, -1, (FILE * stream, long offset, int from), (stream, offset, from))
-WRAP_STREAM(long, ftell, -1, (FILE * stream), (stream))
-WRAP_STREAM(int, fputc, EOF, (int character, FILE* stream), (character, stream))
+WRAP_STREAM(char*, fgets, (char* text, int size, FILE* stream), (text, size, stream), nullptr)
+WRAP_STREAM(int, fgetc, (FILE * stream), (stream), EOF)
+WRAP_STREAM(size_t, fread, (void* to, size_t size, size_t n, FILE* stream), (to, size, n, stream), 0)
+WRAP_STREAM(int, fseek, (FILE * stream, long offset, int from), (stream, offset, from), -1)
+WRAP_STREAM(long, ftell, (FILE * stream), (stream), -1)
+WRAP_STREAM(int, fputc, (int character, FILE* stream), (character, stream), EOF)
 
 WRAP(int, fputs, const char* text, FILE* stream) {
     if (FailsOn(stream, "fputs")) return EOF;
-    if (g_inForce && IsLog(stream)) g_happened += WithoutRoot(WithoutNumberAndTime(text));
+    const string line = text;  // the log's have a number and the time in front
+    if (g_inForce && line.rfind("line ", 0) == 0)
+        g_happened += WithoutRoot(line.substr(line.find("   ") + 3));
     return __real_fputs(text, stream);
 }
 
 WRAP(DIR*, opendir, const char* path) {
     DIR* folder = Fails("opendir") ? nullptr : __real_opendir(path);
-    Note(string("opendir ") + path + (folder ? " yes" : " no"));
-    if (folder && g_inForce) g_held[folder] = string("folder ") + path;
+    Note("opendir", path, folder ? "yes" : "no");
     return folder;
 }
 
-WRAP(int, closedir, DIR* folder) {
-    g_held.erase(folder);
-    return __real_closedir(folder);
-}
-
 WRAP(FILE*, popen, const char* command, const char* mode) {
-    if (!g_inForce) return __real_popen(command, mode);
-    Note(string("popen ") + command + " " + mode);
+    Note("popen", command, mode);
     if (Fails("popen")) return nullptr;
     string output;
     RunAnswered(command, &output);
     FILE* pipe = tmpfile();
     fwrite(output.data(), 1, output.size(), pipe);
     rewind(pipe);
-    g_held[pipe] = string("pipe ") + command;
-    return pipe;
+    return Hold(pipe, string("pipe ") + command);
 }
 
 WRAP(int, pclose, FILE* pipe) {
-    return Drop(pipe, "pclose") ? __real_fclose(pipe) : __real_pclose(pipe);
+    Drop(pipe, "pclose");
+    return __real_fclose(pipe);
 }
 
 WRAP(int, system, const char* command) {
-    if (!g_inForce) return __real_system(command);
-    Note(string("system ") + command);
+    Note("system", command);
     string output;
     return Fails("system") ? -1 : RunAnswered(command, &output);
 }
 
 WRAP(unsigned, sleep, unsigned seconds) {
-    if (!g_inForce) return __real_sleep(seconds);
-    Note("sleep " + to_string(seconds));
+    Note("sleep", seconds);
     const Aside aside;
-    for (; seconds > 0; --seconds) {
-        ++scene.slept;
-        scene.onSecond();
-    }
+    for (; seconds > 0; --seconds) ++scene.slept, scene.onSecond();
     return 0;
 }
 
-pid_t __real_getpid();
-pid_t __wrap_getpid() {
+WRAP(pid_t, getpid, void) {
     return Fails("getpid") ? 0 : g_inForce ? kPid : __real_getpid();
 }
 
@@ -342,127 +372,42 @@ WRAP(time_t, time, time_t* now) {
 
 // ---- The frameworks. Strings and dictionaries are the real ones.
 
-WRAP(Boolean, CFStringGetCString, CFStringRef text, char* buffer, CFIndex size, CFStringEncoding encoding) {
-    Note("CFStringGetCString " + to_string(size) + " " + to_string(encoding));
-    return Fails("CFStringGetCString") ? false : __real_CFStringGetCString(text, buffer, size, encoding);
-}
-
-static string TextOf(CFTypeRef text) {
-    char buffer[1024] = "?";
-    __real_CFStringGetCString(static_cast<CFStringRef>(text), buffer, sizeof buffer, kCFStringEncodingUTF8);
-    return buffer;
-}
-
-static string NameOf(const void* object) {
-    if (!object) return " null";
-    return object == &g_session   ? " session"
-           : object == &g_disk    ? " disk"
-           : object == &g_runLoop ? " loop"
-                                  : " ?";
-}
-
 WRAP(void, CFRelease, CFTypeRef object) {
-    if (!Drop(object, "CFRelease")) Note("CFRelease" + NameOf(object));
+    if (!Drop(object, "CFRelease")) Note("CFRelease", object);
     if (object) __real_CFRelease(object);
 }
 
-WRAP(CFStringRef, CFStringCreateWithCString, CFAllocatorRef allocator, const char* text,
-     CFStringEncoding encoding) {
-    Note("CFStringCreateWithCString" + NameOf(allocator) + " " + text + " " + to_string(encoding));
-    g_neverReleased.push_back(__real_CFStringCreateWithCString(allocator, text, encoding));
-    return static_cast<CFStringRef>(g_neverReleased.back());
-}
-
-WRAP(CFMutableDictionaryRef, CFDictionaryCreateMutable, CFAllocatorRef allocator, CFIndex capacity,
-     const CFDictionaryKeyCallBacks* keys, const CFDictionaryValueCallBacks* values) {
-    const bool standard =
-        keys == &kCFTypeDictionaryKeyCallBacks && values == &kCFTypeDictionaryValueCallBacks;
-    Note("CFDictionaryCreateMutable" + NameOf(allocator) + " " + to_string(capacity) +
-         (standard ? "" : " ?"));
-    const auto dictionary = __real_CFDictionaryCreateMutable(allocator, capacity, keys, values);
-    g_neverReleased.push_back(dictionary);
-    return dictionary;
-}
-
-WRAP(void, CFDictionarySetValue, CFMutableDictionaryRef dictionary, const void* key, const void* value) {
-    Note("CFDictionarySetValue " + TextOf(key) + " " + TextOf(value));
-    __real_CFDictionarySetValue(dictionary, key, value);
-}
-
-CFRunLoopRef __wrap_CFRunLoopGetCurrent() {
-    return reinterpret_cast<CFRunLoopRef>(&g_runLoop);
-}
-
-void __wrap_CFRunLoopRun() {
-    Note("CFRunLoopRun");
-    scene.onRunLoop();
-}
-
-DASessionRef __wrap_DASessionCreate(CFAllocatorRef allocator) {
-    Note("DASessionCreate" + NameOf(allocator));
-    return Fails("DASessionCreate") ? nullptr : reinterpret_cast<DASessionRef>(&g_session);
-}
-
-void __wrap_DASessionScheduleWithRunLoop(DASessionRef session, CFRunLoopRef runLoop, CFStringRef mode) {
-    Note("DASessionScheduleWithRunLoop" + NameOf(session) + NameOf(runLoop) + " " + TextOf(mode));
-}
-
-void __wrap_DARegisterDiskPeekCallback(DASessionRef session, CFDictionaryRef match, CFIndex order,
-                                       DADiskPeekCallback callback, void* context) {
-    const bool known = std::count(g_neverReleased.begin(), g_neverReleased.end(), match) > 0;
-    Note("DARegisterDiskPeekCallback" + NameOf(session) + (known ? " dictionary " : " ? ") +
-         to_string(order) + NameOf(context));
-    g_peek = callback;
-}
-
-DAReturn __wrap_DADiskSetOptions(DADiskRef disk, DADiskOptions options, Boolean value) {
-    Note("DADiskSetOptions" + NameOf(disk) + " " + to_string(options) + " " + to_string(value));
-    return Fails("DADiskSetOptions") ? -1 : kDAReturnSuccess;
-}
-
-void __wrap_DADiskMountWithArguments(DADiskRef disk, CFURLRef path, DADiskMountOptions options,
-                                     DADiskMountCallback callback, void* context, CFStringRef arguments[]) {
-    string call =
-        "DADiskMountWithArguments" + NameOf(disk) + NameOf(path) + " " + to_string(options) + NameOf(context);
-    for (; *arguments; ++arguments) call += " " + TextOf(*arguments);
-    Note(call);
-    g_mounted = callback;
-}
-
-CFMutableDictionaryRef __wrap_IOServiceMatching(const char* className) {
-    Note(string("IOServiceMatching ") + className);
-    if (Fails("IOServiceMatching")) return nullptr;
-    return __real_CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                            &kCFTypeDictionaryValueCallBacks);
-}
-
-kern_return_t __wrap_IOServiceGetMatchingServices(mach_port_t port, CFDictionaryRef matching,
-                                                  io_iterator_t* list) {
-    Note("IOServiceGetMatchingServices " + to_string(port) + (matching ? "" : " null"));
-    if (matching) __real_CFRelease(matching);
-    g_nextPort = 0;
-    *list = kIterator;
-    return Fails("IOServiceGetMatchingServices") || !matching ? -1 : 0;
-}
-
-io_object_t __wrap_IOIteratorNext(io_iterator_t) {
-    return static_cast<io_object_t>(g_nextPort < scene.ports.size() ? ++g_nextPort : 0);
-}
-
-CFTypeRef __wrap_IORegistryEntryCreateCFProperty(io_registry_entry_t service, CFStringRef key,
-                                                 CFAllocatorRef allocator, IOOptionBits options) {
-    Note("IORegistryEntryCreateCFProperty " + to_string(service) + " " + TextOf(key) + NameOf(allocator) +
-         " " + to_string(options));
-    const char* path = scene.ports.at(service - 1);
-    CFTypeRef property =
-        path ? __real_CFStringCreateWithCString(nullptr, path, kCFStringEncodingUTF8) : nullptr;
-    if (property) g_held[property] = string("property ") + path;
-    return property;
-}
-
-kern_return_t __wrap_IOObjectRelease(io_object_t object) {
-    Note("IOObjectRelease " + (object == kIterator ? "iterator" : to_string(object)));
-    return 0;
-}
+RECORD(Boolean, CFStringGetCString, (CFStringRef text, char* to, CFIndex size, CFStringEncoding encoding),
+       (size, encoding), __real_CFStringGetCString(text, to, size, encoding), false)
+RECORD(CFRunLoopRef, CFRunLoopGetCurrent, (), (), g_runLoop, nullptr)
+RECORD(void, CFRunLoopRun, (), (), scene.onRunLoop(), void())
+RECORD(DASessionRef, DASessionCreate, (CFAllocatorRef allocator), (allocator), g_session, nullptr)
+RECORD(void, DASessionScheduleWithRunLoop, (DASessionRef session, CFRunLoopRef loop, CFStringRef mode),
+       (session, loop, mode), void(), void())
+RECORD(void, DARegisterDiskPeekCallback,
+       (DASessionRef session, CFDictionaryRef match, CFIndex order, DADiskPeekCallback callback,
+        void* context),
+       (session, Entry(match, kDADiskDescriptionVolumeNameKey), order, context), void(g_peek = callback),
+       void())
+RECORD(DAReturn, DADiskSetOptions, (DADiskRef disk, DADiskOptions options, Boolean value),
+       (disk, options, value), kDAReturnSuccess, -1)
+RECORD(void, DADiskMountWithArguments,
+       (DADiskRef disk, CFURLRef path, DADiskMountOptions options, DADiskMountCallback callback,
+        void* context, CFStringRef arguments[]),
+       (disk, path, options, context, arguments[0], arguments[1]), void(g_mounted = callback), void())
+RECORD(CFMutableDictionaryRef, IOServiceMatching, (const char* className), (className),
+       CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                 &kCFTypeDictionaryValueCallBacks),
+       nullptr)
+RECORD(kern_return_t, IOServiceGetMatchingServices,
+       (mach_port_t port, CFDictionaryRef matching, io_iterator_t* list),
+       (port, Entry(matching, CFSTR(kIOSerialBSDTypeKey))),
+       (*list = kIterator, g_nextPort = 0, matching ? 0 : -1), -1)
+RECORD(io_object_t, IOIteratorNext, (io_iterator_t iterator), (iterator),
+       g_nextPort < scene.ports.size() ? static_cast<io_object_t>(++g_nextPort) : 0, 0)
+RECORD(CFTypeRef, IORegistryEntryCreateCFProperty,
+       (io_registry_entry_t service, CFStringRef key, CFAllocatorRef by, IOOptionBits options),
+       (service, key, by, options), Property(scene.ports.at(service - 1)), nullptr)
+RECORD(kern_return_t, IOObjectRelease, (io_object_t object), (object), 0, -1)
 
 }  // extern "C"

@@ -50,8 +50,8 @@ void Fail(const string& call, int n, bool forEver = false);
 // them, after an asterisk, the calls; the root folder is left out of all paths.
 string Happened(const std::function<void()>& call);
 
-// What has not been given back: memory blocks, streams (but for the log), pipes, folders, properties of
-// services; one per line. Forgets it.
+// What has not been given back: memory blocks, streams (but for the log), pipes, properties of services; one
+// per line. Forgets it.
 string TakeHeld();
 
 // A disk with the modem's label arrives and is mounted, or refused. To be called from onRunLoop.
@@ -60,8 +60,10 @@ void Arrive();
 string Path(const string& path);  // below the root, which is relative, as is every path from here on
 void Write(const string& path, const string& content);
 string Read(const string& path);
+string Lines(string text);  // with a line feed for each '|' and a NUL for each '~'
 void MakeFolder(const string& path);
 void Remove(const string& path);
+void MakeMachine();  // an empty one with the daemon's folders, and a fresh scene
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
@@ -73,7 +75,7 @@ using Result = std::ostream&;
 // folder of the test program: look at every difference before you copy it.
 class DaemonTest : public ::testing::Test {
 protected:
-    void SetUp() override;
+    void SetUp() override { MakeMachine(); }
     void TearDown() override;
 
     // Records the name, what happened (only the lines that contain one of the parts, if there are any), what

@@ -3,15 +3,14 @@
 #include "fakes.h"
 
 using namespace fakes;
-using namespace std::string_literals;
 
 namespace {
 
 using IniTest = DaemonTest;
 
-bool Select(const string& content) {
-    Write("/f", content);
-    return SetIniFileName(Path("/f").c_str());
+void Select(const string& lines) {
+    Write("/f", Lines(lines));
+    SetIniFileName(Path("/f").c_str());
 }
 
 string Show(const char* text) {
@@ -19,40 +18,28 @@ string Show(const char* text) {
 }
 
 TEST_F(IniTest, ReadString) {
-    const string kMegabyte(1 << 20, 'x');
-    for (const string& content : {"[A]\n  name =  x y  \n"s,
-                                  "[A]\nname=   \n"s,
-                                  "[A]\nname=a=b\n"s,
-                                  "[A]\nname=\tx\t\n"s,
-                                  "[A]\nname\t=x\n"s,
-                                  "[A]\nname=x"s,
-                                  "\r\n[\rA]\r\n\r\n\nna\rme=x\r\n"s,
-                                  "; [A] here\nname=x\n"s,
-                                  "[ A ]\nname=x\n"s,
-                                  "[a]\nname=x\n"s,
-                                  "[A]\nName=x\n"s,
-                                  "[A]\nb=1\n[B]\nname=x\n"s,
-                                  "[A]\nb=]1[\nname=x\n"s,
-                                  "[A]\nb=1]\nname=x\n"s,
-                                  "[A]\nname=[x]\n"s,
-                                  "[A]\npath=/x/name\n"s,
-                                  "[A]\nxname=1\nname=2\n"s,
-                                  "[A]\nname  \nb=1\n"s,
-                                  ""s,
-                                  "\0\n[A]\nname=x\n"s,
-                                  "[A]\nname=x\0y\n"s,
-                                  "\x80\xFE\n[A]\nname=\xC3\xA9\n"s,
-                                  kMegabyte + "\n[A]\n" + kMegabyte + "\nname=x\n",
-                                  "[A]\nname=" + kMegabyte + "\n",
-                                  "[A]\n" + kMegabyte}) {
+    const auto check = [&](const string& content) {
         Select(content);
         Case(content, [](Result result) { result << Show(ReadString("A", "name", "D")); });
-    }
+    };
+    for (const char* values : {"[A]|  name =  x y  |", "[A]|name=   |", "[A]|name=a=b|", "[A]|name=\tx\t|",
+                               "[A]|name\t=x|", "[A]|name=x", "\r|[\rA]\r|\r||na\rme=x\r|", "[A]|name=x~y|",
+                               "\x80\xFE|[A]|name=\xC3\xA9|", "[A]|name=[x]|"})
+        check(values);
+    for (const char* searches :
+         {"; [A] here|name=x|", "[ A ]|name=x|", "[a]|name=x|", "[A]|Name=x|", "[A]|b=1|[B]|name=x|",
+          "[A]|b=]1[|name=x|", "[A]|b=1]|name=x|", "[A]|b=[1|name=x|", "[A]|path=/x/name|",
+          "[A]|xname=1|name=2|", "[A]|name  |b=1|", "", "~|[A]|name=x|"})
+        check(searches);
+    const string kMegabyte(1 << 20, 'x');
+    for (const string& lines :
+         {kMegabyte + "|[A]|" + kMegabyte + "|name=x|", "[A]|name=" + kMegabyte + "|", "[A]|" + kMegabyte})
+        check(lines);
 }
 
 TEST_F(IniTest, Calls) {
     char spaces[] = "  ", text[] = "  a b  ";
-    Select("[A]\nnumber=3\nname=  x  \n");
+    Select("[A]|number=3|name=  x  |");
     Case("other section", [](Result result) {
         result << Show(ReadString("B", "name", "D")) << Show(ReadStringEx("B", "name", "D"));
     });
@@ -66,7 +53,8 @@ TEST_F(IniTest, Calls) {
         result << Show(ReadString("A", "number", "D")) << Show(first);
     });
     Case("texts", [&](Result result) {
-        result << Show(GetKeyValue("a= b=c ")) << Show(Trim(text)) << Show(text) << Show(Trim(spaces));
+        result << Show(GetKeyValue("a= b=c ")) << Show(GetKeyValue("a")) << Show(Trim(text)) << Show(text)
+               << Show(Trim(spaces)) << SectionExistsInLine("x[A]", "A") << SectionExistsInLine("[a]", "A");
     });
     Case("null", [&](Result result) {
         result << Show(ReadString(nullptr, "name", "D")) << Show(ReadString("A", nullptr, "D"))
@@ -87,21 +75,21 @@ TEST_F(IniTest, Calls) {
     Case("folder", [](Result result) {
         result << SetIniFileName(Path("/Volumes").c_str()) << Show(ReadString("A", "name", "D"));
     });
-    Write("/f", "[A]\nname=x\n");
+    Select("[A]|name=x|");
     Case("path of 1100", [](Result result) {  // read under its first 1,023 characters, which name the folder
         const string path = Path(string(1090, '/') + "f");
         result << SetIniFileName(path.c_str()) << Show(ReadString("A", "name", "D"));
     });
     for (size_t length : {125u, 126u}) {  // with its bracket, a section of 126 characters is all that counts
-        Select("[" + string(length, 's') + "\nname=x\n");
+        Select("[" + string(length, 's') + "|name=x|");
         Case("long section",
              [](Result result) { result << Show(ReadString(string(200, 's').c_str(), "name", "D")); });
     }
 }
 
 TEST_F(IniTest, ReadLine) {
-    for (const char* content : {"", "\n\n", "a\n\r\n\nb c", "a\n"}) {
-        Write("/f", content);
+    for (const char* content : {"", "||", "a|\r||b c", "a|"}) {
+        Write("/f", Lines(content));
         Case(content, [](Result result) {
             FILE* file = fopen(Path("/f").c_str(), "rb");
             while (const char* line = ReadLine(file)) result << Show(line) << "to " << ftell(file) << ", ";
@@ -109,7 +97,7 @@ TEST_F(IniTest, ReadLine) {
         });
     }
     for (bool forEver : {false, true}) {
-        Select("[A]\nname=x\n");
+        Select("[A]|name=x|");
         Fail("fgetc", 6, forEver), Fail("fgets", 2, forEver);
         Case("read error", [](Result result) { result << Show(ReadString("A", "name", "D")); });
     }

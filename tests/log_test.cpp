@@ -10,13 +10,7 @@ namespace {
 
 const char kFile[] = "/usr/local/DatacardService/Zerbin.log";
 
-class LogTest : public DaemonTest {
-protected:
-    void SetUp() override {
-        DaemonTest::SetUp();
-        setenv("TZ", "UTC", 1);
-    }
-};
+using LogTest = DaemonTest;
 
 void Say(const char* message) {
     Log("src/Zerbin", "main", "%s", message);
@@ -29,39 +23,34 @@ string LogFile() {
     return text;
 }
 
-// Three lines, of which the second is lost.
-[[noreturn]] void LogInThisProcess() {
-    Happened([] {
-        Say("while closed");
-        InitLogSystem(Path(kFile).c_str());
-        Say("first");
-        CloseLogSystem();
-        Say("while closed");
-        InitLogSystem(Path("/none/Zerbin.log").c_str());
-        Say("lost");
-        InitLogSystem(Path(kFile).c_str());
-        scene.now += (2 * 365 + 300) * 86400;
-        Log("src/Zerbin", "main", "%d is %s", 3, "the last");
-        CloseLogSystem();
-    });
-    fputs(Read(kFile).c_str(), stderr);
-    _Exit(0);
-}
-
 TEST_F(LogTest, NumbersLinesFromOneForTheLifeOfTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has logged nothing yet
-    EXPECT_EXIT(LogInThisProcess(), ::testing::ExitedWithCode(0),
+    const auto log = [] {
+        for (const char* message : {"while closed", "first", "lost", "last"}) {
+            Say(message);
+            CloseLogSystem();
+            InitLogSystem(Path(message[0] == 'f' ? "/none/Zerbin.log" : kFile).c_str());
+            if (message[0] == 'l') scene.now += (2 * 365 + 300) * 86400 / 2;
+        }
+        CloseLogSystem();
+    };
+    const auto die = [&] {
+        Happened(log);
+        fputs(Read(kFile).c_str(), stderr);
+        _Exit(0);
+    };
+    EXPECT_EXIT(die(), ::testing::ExitedWithCode(0),
                 ::testing::Eq("line 1===2009-3-5 9:4:12   Zerbin:main --- first\n"
-                              "line 3===2011-12-30 9:4:12   Zerbin:main --- 3 is the last\n"));
+                              "line 3===2010-8-2 9:4:12   Zerbin:main --- last\n"));
 }
 
 TEST_F(LogTest, Lines) {
-    const char* const kPaths[] = {"src/Zerbin", "/a/b.c", "INI", "/x", "x/", "", "a/b%%", nullptr};
-    for (const char* path : kPaths) Case(path ? path : "null", [&](Result) { Log(path, "f", "x"); });
+    for (const char* path : {"src/Zerbin", "/a/b.c", "INI", "/x", "x/", "", "a/b%%"})
+        Case(path, [&](Result) { Log(path, "f", "x"); });
     for (const char* message : {"", "100%% %s%n", "%%%", "%%%%", "%"})
         Case(message, [&](Result) { Log("a/b", "f", "%s", message); });
     Case("%%%% and %% of %d", [](Result) { Log("a/b", "f", "%%%% and %% of %d", 5); });
-    Case("null", [](Result) { Log("a/b", nullptr, "x"), Log("a/b", "f", nullptr); });
+    Case("null", [](Result) { Log(nullptr, "f", "x"), Log("a/b", nullptr, "x"), Log("a/b", "f", nullptr); });
     Case("null path", [](Result) { InitLogSystem(nullptr), Say("x"); });
 }
 
@@ -76,37 +65,28 @@ TEST_F(LogTest, Files) {
     });
     for (size_t length : {1023u, 1024u})
         Case("path of " + std::to_string(length), [&](Result) {
-            string path = Path("/usr/local/DatacardService/file");
-            path.insert(path.find("file"), length - path.size(), '/');
-            CloseLogSystem(), InitLogSystem(path.c_str());
+            const string folder = Path("/usr/local/DatacardService");
+            CloseLogSystem(), InitLogSystem((folder + string(length - folder.size() - 1, '/') + "f").c_str());
             Say("x"), CloseLogSystem();
         });
 }
 
 TEST_F(LogTest, Trouble) {
-    const struct {
-        const char* name;
-        unsigned size;              // of the file before the first line
-        const char* call = "none";  // the one that fails
-        int n = 1;
-        bool forEver = false;
-    } kRows[] = {{"below the limit", 10000000},
-                 {"at the limit", 10000001},
-                 {"not opened", 3, "fopen"},
-                 {"never opened", 3, "fopen", 1, true},
-                 {"not reopened", 10000001, "fopen", 2},
-                 {"no seek, no size test", 10000001, "fseek", 1, true},
-                 {"disk full", 3, "fputs", 2}};
-    for (const auto& row : kRows) {
+    const auto log = [&](unsigned size, const string& fails = "", int n = 1, bool forEver = false) {
         Write(kFile, "old");
-        std::filesystem::resize_file(Path(kFile), row.size);
+        std::filesystem::resize_file(Path(kFile), size);
         scene.countLog = true;
-        Fail(row.call, row.n, row.forEver);
-        Case(row.name, {"none"}, [](Result result) {
+        Fail(fails, n, forEver);
+        Case(std::to_string(size) + " bytes, then " + fails + " fails", {"none"}, [](Result result) {
             for (const char* message : {"1", "2", "3"}) Say(message);
             CloseLogSystem(), result << LogFile();
         });
-    }
+    };
+    for (unsigned size : {10000000u, 10000001u}) log(size);
+    for (bool forEver : {false, true}) log(3, "fopen", 1, forEver);
+    log(10000001, "fopen", 2);        // not opened again
+    log(10000001, "fseek", 1, true);  // no seek, no test of the size
+    log(3, "fputs", 2);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
-// What the memory and string functions are to do, byte by byte.
+// What the memory and string functions are to do, byte by byte, and whether they do.
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "velmar/velmar.h"
 
@@ -66,6 +68,36 @@ inline int Append(char* dest, size_t destMax, const char* src, size_t count) {
     }
     dest[len + count] = '\0';
     return EOK;
+}
+
+// Makes calls one after the other on one piece of memory; five bytes of `input` say which. Where they do not
+// agree with the model, ours and its memory; else an empty text.
+inline std::string Difference(std::string_view input) {
+    constexpr size_t kSize = 24, kNumbers[] = {kLimit, kLimit + 1, SIZE_MAX};
+    std::string ours = "abcdefghijklmnopqrstuvwx" + std::string(2 * kSize, '\0'), copy = ours;
+    const auto below = [&](size_t limit) {
+        const size_t number = static_cast<unsigned char>(input[0]) % limit;
+        input.remove_prefix(1);
+        return number;
+    };
+    while (input.size() >= 5) {
+        const size_t function = below(4), to = below(kSize + 1), from = below(kSize + 1);
+        size_t destMax = below(kSize + 4 - to), count = below(36);
+        if (destMax > kSize - to) destMax = kNumbers[1 + destMax % 2];
+        if (count > 32) count = kNumbers[count - 33];
+        const auto call = [&](std::string& memory, auto fill, auto copy_bytes, auto copy_text, auto append) {
+            char* dest = to < kSize ? memory.data() + to : nullptr;
+            const char* src = from < kSize ? memory.data() + from : nullptr;
+            if (function == 0) return fill(dest, destMax, static_cast<int>(from) * 0x155, count);
+            if (function == 1) return copy_bytes(dest, destMax, src, count);
+            return (function == 2 ? copy_text : append)(dest, destMax, src, count);
+        };
+        if (call(ours, memset_s, memcpy_s, strncpy_s, strncat_s) !=
+                call(copy, Fill, CopyBytes, Copy, Append) ||
+            ours != copy)
+            return ours + " and not " + copy;
+    }
+    return "";
 }
 
 }  // namespace model

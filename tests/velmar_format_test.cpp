@@ -47,13 +47,10 @@ void CheckOne(const string& format, const std::optional<string>& text, size_t fr
     };
     for (size_t room = from; room <= to; ++room) {
         if (room == 40 && to > 45) room = to - 4;  // long texts around their end
-        string wrong = Wrong(call, text, room + 3, room);
-        if (wrong.empty()) wrong = Wrong(call, text, room + 1, room + 1);
-        if (wrong.empty()) wrong = Wrong(call, text, room + 1, kAll);
+        const string wrong = Wrong(call, text, room + 3, room) + Wrong(call, text, room + 1, room + 1) +
+                             Wrong(call, text, room + 1, kAll);
         if (wrong.empty()) continue;
-        ADD_FAILURE() << '"' << format << '"' << wrong << "\nC library "
-                      << (text && sizeof...(values) ? CLibrary(format.c_str(), values...).substr(0, 999)
-                                                    : "not asked");
+        ADD_FAILURE() << '"' << format << '"' << wrong;
         return;
     }
 }
@@ -78,8 +75,7 @@ void CheckRefused(const string& formats, Values... values) {
 TEST(VelmarFormat, Integers) {
     Check("%%|a%%%d%%b|caf\xC3\xA9 %d\xFF\x7F\x01|%d and a longer text",
           "%|a%42%b|caf\xC3\xA9 42\xFF\x7F\x01|42 and a longer text", 42);
-    Check("%d|%-5d|%05d|%-05d|% +d|%+05d|%08.3d|%+ u|%#.3o|%#.5o|%#X|%#08x|%#010.4x",
-          "42|42   |00042|42   |+42|+0042|     042|42|052|00052|0X2A|0x00002a|    0x002a", 42);
+    Check("%d|%-05d|% +d|%+05d|%08.3d|%#X|%#010.4x", "42|42   |+42|+0042|     042|0X2A|    0x002a", 42);
     Check("%d|%.0d|%5.0d|%+.0d|%#x|%#.0x|%#.3x|%#o|%.0o|%#.0o", "0||     |+|0||000|0||0", 0);
     for (long long power = 1; power < 1000000000000000000; power *= 10)
         for (const long long value : {power - 1, power, -power}) {
@@ -192,8 +188,7 @@ TEST(VelmarFormat, FloatingPoint) {
     Check("%f|%E|%g|%08.2f|%+.2f|%#.0f|%.0g|%5-3f|%5-9.2f|%9-.2f|%9 0.2f|%9-7.2llf",
           "3.141590|3.141590E+00|3.14159|00003.14|+3.14|3.|3|3.141590|3.14     |3.14     | 00003.14|3.14   ",
           3.14159);
-    Check("%*.*f|%-*.*f|%0*.*f|%*-.*f|%*.*lle", "    3.14|3.14    |00003.14|3.14    |3.14e+00", 8, 2,
-          3.14159);
+    Check("%-*.*f|%*-.*f|%*.*lle", "3.14    |3.14    |3.14e+00", 8, 2, 3.14159);
     Check("%*.*f|%-*.*f|%0*.*f", "    3.14|3.14    |00003.14", -8, 2, 3.14159);  // on the left only by a '-'
     Check("%.*f|%.*5f|%.*g|%*5f", "3.141590|3.141590|3.14159|       3.141590", -1, 3.14159);
     Check("%.*f|%.*g|%#.*g|%.*5f|%*5.2f", "3|3|3.|3.14159| 3.14", 0, 3.14159);
@@ -234,16 +229,13 @@ TEST(VelmarFormat, DirectivesDoNotDisturbOneAnother) {
 TEST(VelmarFormat, RefusesArguments) {
     constexpr size_t kTop = 0x7FFFFFFF, kOver = kTop + 1;
     const std::tuple<size_t, size_t, const char*, string> kRows[] = {
-        {0, 1, "%d", "12345"},           {0, kAll, nullptr, "12345"},  {kOver, 3, "%d", ".2345"},
-        {kAll, kAll, "%d", ".2345"},     {5, 3, nullptr, ".2345"},     {5, kTop, "%d", ".2345"},
-        {5, kAll - 1, "%d", ".2345"},    {5, kTop - 1, "%d", "7.34."}, {kTop, 3, "%d", "7.345"},
-        {kTop, kTop - 1, "%d", "7.345"},
-    };
+        {0, kAll, nullptr, "12345"},  {kOver, 3, "%d", ".2345"}, {kAll, kAll, "%d", ".2345"},
+        {5, 3, nullptr, ".2345"},     {5, kTop, "%d", ".2345"},  {5, kAll - 1, "%d", ".2345"},
+        {5, kTop - 1, "%d", "7.34."}, {kTop, 3, "%d", "7.345"},  {kTop, kTop - 1, "%d", "7.345"}};
     for (const auto& [destMax, count, format, left] : kRows) {
-        char dest[] = "12345";
-        EXPECT_EQ(snprintf_s(dest, destMax, count, format, 7), left[0] == '7' ? 1 : -1)
-            << destMax << " " << count;
-        std::replace(dest, dest + 5, '\0', '.');
+        string dest = "12345";
+        EXPECT_EQ(snprintf_s(dest.data(), destMax, count, format, 7), left[0] == '7' ? 1 : -1) << destMax;
+        std::replace(dest.begin(), dest.end(), '\0', '.');
         EXPECT_EQ(dest, left) << destMax << " " << count;
         EXPECT_EQ(snprintf_s(nullptr, destMax, count, format, 7), -1);
     }
@@ -253,28 +245,23 @@ TEST(VelmarFormat, RefusesArguments) {
 TEST(VelmarFormat, FloatingPointAllocates) {
     const auto check = [](const string& directive, std::vector<size_t> sizes, auto... values) {
         const string format = "[" + directive + "%d]";
+        const auto call = [&](char* dest, size_t destMax, size_t count) {
+            return snprintf_s(dest, destMax, count, format.c_str(), values..., 7);
+        };
         for (size_t failing = sizes.size() + 1; failing > 0; --failing) {  // first none of them
-            SCOPED_TRACE(format + ", failing block " + std::to_string(failing));
-            const string text = failing > sizes.size() ? CLibrary(format.c_str(), values..., 7) : "[7]";
-            const auto call = [&](char* dest, size_t destMax, size_t count) {
-                int result = 0;
-                fakes::scene = fakes::Scene();
-                fakes::Fail("malloc", static_cast<int>(failing));
-                fakes::Happened(
-                    [&] { result = snprintf_s(dest, destMax, count, format.c_str(), values..., 7); });
-                return result;
-            };
+            string wrong, text = failing > sizes.size() ? CLibrary(format.c_str(), values..., 7) : "[7]";
+            fakes::scene = fakes::Scene();
+            fakes::Fail("malloc", static_cast<int>(failing));
+            fakes::Happened([&] { wrong = Wrong(call, text, 6000, kAll); });
             if (failing < sizes.size()) sizes.resize(failing);
-            EXPECT_EQ(Wrong(call, text, 6000, kAll), "");
-            EXPECT_EQ(fakes::scene.sizes, sizes);
-            EXPECT_EQ(fakes::TakeHeld(), "");
+            EXPECT_EQ(wrong + fakes::TakeHeld(), "") << format << ", failing block " << failing;
+            EXPECT_EQ(fakes::scene.sizes, sizes) << format << ", failing block " << failing;
         }
     };
     for (const char* directive : {"%400f", "%.100f", "%.162f", "%511f", "%+++++++++++++f"})
         check(directive, {}, 1.5);
     for (const char* directive : {"%.600f", "%.600e", "%900.600G"}) check(directive, {951}, 1.5);
-    check("%.163f", {514}, 1.5);
-    check("%512f", {514}, 1.5);
+    for (const char* directive : {"%.163f", "%512f"}) check(directive, {514}, 1.5);
     check("%*f", {602}, 600, 1.5);
     check("%++++++++++++++f", {17}, 1.5);
     check("%++++++++++.600f", {951, 17}, 1.5);

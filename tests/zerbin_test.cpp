@@ -14,21 +14,23 @@ const char kPort[] = "/dev/cu.TOVRIKMobile-Pcui1";
 const Answer kFinder = {"Finder", {0}, "312 ?? 0:00.31 Finder.app\n"};
 const std::vector<Answer> kSession = {{"ps aux", {}, "mika\n"}, {"stat", {}, "mika\n"}, kFinder};
 
+void Configure(const string& volumes) {
+    Write("/Library/StartupItems/TovrikZerbin/config", "[Volumes]\n" + volumes);
+}
+
 class ZerbinTest : public DaemonTest {
 protected:
     void SetUp() override {
         DaemonTest::SetUp();
         Configure("disable_cdrom=true\npath1=/Applications/Pelluria.app\n");
-        Write("/Applications/Pelluria.app/Contents/Resources/SysConfig.dat",
-              "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n"
-              "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg\nSD_RUN_THIRD_FILE_ONCE=Yes\n");
         gMountArgs[0] = nullptr;
         scene.answers = kSession;
     }
-    static void Configure(const string& volumes) {
-        Write("/Library/StartupItems/TovrikZerbin/config", "[Volumes]\n" + volumes);
+    static void WithSetup() {
+        Write("/Applications/Pelluria.app/Contents/Resources/SysConfig.dat",
+              Lines("[SD_THIRDPARTY_SETUP]|SD_THIRD_SETUP=Yes|SD_THIRD_FILE_PATH=Pelluria|"
+                    "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg|SD_RUN_THIRD_FILE_ONCE=Yes|"));
     }
-    static void WithoutSetup() { Remove("/Applications/Pelluria.app"); }
     // The whole run of the daemon, until its run loop ends.
     void Start(const string& name, const std::vector<string>& parts = {}) {
         Case(name, parts, [](Result result) {
@@ -43,34 +45,28 @@ protected:
 };
 
 TEST_F(ZerbinTest, FindCommPort) {
-    const struct {
-        const char* name;
-        std::vector<const char*> ports;
-        const char* wanted = "TOVRIKMobile-Pcui";
-        const char* fails = "none";
-        int size = 8;
-    } kRows[] = {{"none", {}},
-                 {"third of four", {nullptr, "/dev/cu.Bluetooth", kPort, "/dev/cu.TOVRIKMobile-Pcui2"}},
-                 {"other case", {"/dev/cu.TovrikMobile-Pcui", "/dev/cu.100%s%n"}},
-                 {"null", {kPort}, nullptr},
-                 {"no query", {kPort}, kPort, "IOServiceGetMatchingServices"},
-                 {"no dictionary", {kPort}, kPort, "IOServiceMatching"},
-                 {"not converted", {kPort, "/dev/cu.x"}, kPort, "CFStringGetCString"},
-                 {"size 0", {kPort}, kPort, "none", 0}};
-    for (const auto& row : kRows) {
-        scene.ports = row.ports;
-        Fail(row.fails, 1);
-        Case(row.name, [&](Result result) {
+    const auto find = [&](std::vector<const char*> ports, const char* name = "TOVRIKMobile-Pcui",
+                          int size = 8) {
+        scene.ports = ports;
+        Case(std::to_string(ports.size()) + " services", [&](Result result) {
             char output[] = "untouched";
-            result << FindCommPort(row.wanted, output, row.size) << " " << output;
+            result << FindCommPort(name, output, size) << " " << output;
         });
-    }
+    };
+    find({});
+    find({nullptr, "/dev/cu.Bluetooth", kPort, "/dev/cu.TOVRIKMobile-Pcui2"});
+    find({"/dev/cu.TovrikMobile-Pcui", "/dev/cu.100%s%n"});
+    find({kPort}, nullptr);
+    find({kPort}, kPort, 0);
+    Fail("CFStringGetCString", 1);
+    find({kPort, "/dev/cu.x"}, kPort);
     scene.ports = {kPort};
     Case("no output", [](Result result) { result << FindCommPort("cu", nullptr, 8); });
 }
 
 TEST_F(ZerbinTest, StartsWithoutModemAndServesTwoArrivals) {
-    for (const char* volume : {"Pelluria", "Third Party Setup"}) MakeFolder(string("/Volumes/") + volume);
+    WithSetup();
+    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
     scene.onRunLoop = [] {
         Arrive();
         scene.refuseMount = true;
@@ -81,6 +77,7 @@ TEST_F(ZerbinTest, StartsWithoutModemAndServesTwoArrivals) {
 }
 
 TEST_F(ZerbinTest, ServesAModemThatWasThere) {
+    WithSetup();
     scene.onSecond = [] {
         if (scene.slept == 2) scene.ports = {kPort};
         if (scene.slept == 5) MakeFolder("/Volumes/Pelluria");
@@ -91,51 +88,38 @@ TEST_F(ZerbinTest, ServesAModemThatWasThere) {
 
 TEST_F(ZerbinTest, GoesOnWithoutConfiguration) {
     Remove("/Library");
-    WithoutSetup();
     scene.onRunLoop = Arrive;
     Start("no configuration", {"main ---", "DiskMount", "system", "fopen"});
 }
 
 TEST_F(ZerbinTest, TakesLabelAndMountArgumentFromTheConfiguration) {
-    const string kRows[] = {"name=" + string(100, 'l') + "\ndisable_cdrom=TRUE\n",
-                            "name=a/b\ndisable_cdrom=True \n",
-                            "name= M\xC3\xBC \ndisable_cdrom=yes\n",
-                            "name=\xFF%s%n\ndisable_cdrom=1\n",
-                            "name=\ndisable_cdrom=\n",
-                            ""};
-    for (const string& volumes : kRows) {
+    for (const string& volumes :
+         {"name=" + string(100, 'l') + "\ndisable_cdrom=TRUE\n", "name=a/b\ndisable_cdrom=True \n"s,
+          "name= M\xC3\xBC \ndisable_cdrom=yes\n"s, "name=\xFF%s%n\ndisable_cdrom=1\n"s,
+          "name=\ndisable_cdrom=\n"s, ""s}) {
         Configure(volumes);
         scene.answers = kSession;
         scene.ports = {kPort};
-        Start(volumes, {"CFString", "299", " 149 time", "disable_cdrom", "can't", "* DA"});
+        Start(volumes, {"299", " 149 time", "disable_cdrom", "can't", "* DA"});
     }
     Write("/Library/StartupItems/TovrikZerbin/config", string(1 << 20, '\0') + string(1 << 20, '['));
-    Start("binary", {"CFStringCreate", "disable_cdrom is"});
+    Start("binary", {"DARegister", "disable_cdrom is"});
     Remove("/Library/StartupItems/TovrikZerbin/config");
     MakeFolder("/Library/StartupItems/TovrikZerbin/config");
-    Start("folder", {"CFStringCreate", "disable_cdrom is"});
+    Start("folder", {"DARegister", "disable_cdrom is"});
 }
 
 TEST_F(ZerbinTest, LooksAtOwnersAndFinderBeforeTheLaunch) {
-    const struct {
-        const char* name;
-        std::vector<Answer> answers;
-        const char* fails = "none";
-        int n = 1;
-    } kRows[] = {
-        {"other owner", {{"ps aux", {}, "root\n"}, {"stat", {}, "mika\n"}}},
-        {"no line end", {{"ps aux", {}, "mika"}, {"stat", {}, "mika\n"}}},
-        {"long owner", {{"ps aux", {}, string(300, 'o')}, {"stat", {}, string(255, 'o') + "p"}, kFinder}},
-        {"nothing printed", {kFinder}},
-        {"no first pipe", kSession, "popen"},
-        {"no second pipe", kSession, "popen", 2},
-        {"no process id", {{"ps aux", {}, "root\n"}, kFinder}, "getpid"}};
-    WithoutSetup();
-    for (const auto& row : kRows) {
-        scene.answers = row.answers;
-        Fail(row.fails, row.n);
-        Mounted(row.name, {"DiskMountCallback ---", "popen", "pclose", "system"});
-    }
+    const auto look = [&](const string& name, const std::vector<Answer>& answers) {
+        scene.answers = answers;
+        Mounted(name, {"DiskMountCallback ---", "popen", "pclose", "system"});
+    };
+    look("other owner", {{"ps aux", {}, "root\n"}, {"stat", {}, "mika\n"}});
+    look("no line end", {{"ps aux", {}, "mika"}, {"stat", {}, "mika\n"}});
+    look("long owner", {{"ps aux", {}, string(300, 'o')}, {"stat", {}, string(255, 'o') + "p"}, kFinder});
+    look("nothing printed", {kFinder});
+    for (int pipe : {1, 2}) Fail("popen", pipe), look("no pipe", kSession);
+    Fail("getpid", 1), look("no process id", {{"ps aux", {}, "root\n"}, kFinder});
     scene.answers = kSession;
     scene.answers[2] = {"Finder", std::vector<int>(20, 256), string(1100, 'F')};
     scene.answers[2].statuses.push_back(0);
@@ -149,7 +133,6 @@ TEST_F(ZerbinTest, LooksAtOwnersAndFinderBeforeTheLaunch) {
 }
 
 TEST_F(ZerbinTest, LaunchesWhatTheConfigurationNames) {
-    WithoutSetup();
     for (const string& path :
          {"path1=/Volumes/My App.app/ "s, ""s, "path1="s, "path1=a\"b$(c)%s"s, "path1=" + string(501, 'p'),
           "path1=" + string(502, 'p'), "path1=" + string(600, 'p')}) {
@@ -160,7 +143,10 @@ TEST_F(ZerbinTest, LaunchesWhatTheConfigurationNames) {
     scene.answers = kSession;
     scene.answers.push_back({"open -a", {256}});
     Mounted("launch fails");
-    Case("approval", [](Result result) { result << DiskMountApproval(); });
+    Case("no setup", [](Result result) { result << DiskMountApproval(); });
+    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
+    WithSetup();
+    Case("setup", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
 }
 
 }  // namespace
