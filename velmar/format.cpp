@@ -669,7 +669,7 @@ char* write_below_100(char* to, unsigned value) {
 // The decimal form of a value into `to`, which has room for kLongestInt characters. Returns its end.
 inline char* write_int(char* to, int value) {
     auto magnitude = static_cast<unsigned>(value);
-    if (value < 0) {
+    if (__builtin_expect(value < 0, 0)) {
         *to++ = '-';
         magnitude = 0 - magnitude;
     }
@@ -688,20 +688,17 @@ constexpr int kFar = kShortRun + kLongestInt;  // what may be written before the
 // Copies ordinary characters, up to kShortRun of them. Returns how many.
 inline int copy_short_run(char* to, const char* from) {
     int n = 0;
-    for (; n < kShortRun; ++n) {
-        const auto c = static_cast<unsigned char>(from[n]);
-        if (c <= '%' && (c == '%' || c == '\0')) break;
-        to[n] = from[n];
-    }
+    for (; n < kShortRun && from[n] != '%' && from[n] != '\0'; ++n) to[n] = from[n];
     return n;
 }
 
 // Writes text, "%s" and "%d", which need neither a directive nor a field, while `end` is far from `*place`.
-// Moves that on, and returns where in the format something else begins.
+// Moves that on, and returns where in the format something else begins. What is expected here and in
+// write_int keeps the usual path in one piece, which is a quarter of the log line's time.
 static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
               "both are complete");
 inline const char* put_plain(char** place, const char* end, const char* format, argument_list* arguments) {
-    if (arguments->absent || end - *place <= kFar) return format;
+    if (end - *place <= kFar || arguments->absent) return format;
     char* cur = *place;
     const char* const far = end - kFar;
     while (cur < far) {
@@ -710,19 +707,19 @@ inline const char* put_plain(char** place, const char* end, const char* format, 
         cur += run;
         const char* text = format;
         size_t length;
-        if (format[0] != '%') {
+        if (__builtin_expect(format[0] != '%', 0)) {  // text between directives is short
             if (format[0] == '\0') break;
             length = literal_length(format);
             format += length;
+        } else if (format[1] == 'd') {
+            cur = write_int(cur, va_arg(arguments->values, int));
+            format += 2;
+            continue;
         } else if (format[1] == 's') {
             text = va_arg(arguments->values, const char*);
             if (text == nullptr) text = STR_NULL_STRING;
             length = strlen(text);
             format += 2;
-        } else if (format[1] == 'd') {
-            cur = write_int(cur, va_arg(arguments->values, int));
-            format += 2;
-            continue;
         } else {
             break;
         }
