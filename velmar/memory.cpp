@@ -57,7 +57,8 @@ int strncpy_error(char* dest, size_t destMax, const char* src, size_t count) {
 
 // Appends behind the `length` characters of `dest` character by character, which decides the cases that do
 // not fit or overlap, and leaves behind `dest`[0] what was copied until then.
-int append_by_character(char* dest, size_t destMax, size_t length, const char* src, size_t count) {
+[[gnu::noinline]] int append_by_character(char* dest, size_t destMax, size_t length, const char* src,
+                                          size_t count) {
     for (size_t k = 0;; ++k) {
         char* end = dest + length + k;
         *end = src[k];
