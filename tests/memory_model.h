@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "guarded.h"
 #include "velmar/velmar.h"
 
 namespace model {
@@ -70,11 +71,14 @@ inline int Append(char* dest, size_t destMax, const char* src, size_t count) {
     return EOK;
 }
 
-// Makes calls one after the other on one piece of memory; five bytes of `input` say which. Where they do not
-// agree with the model, ours and its memory; else an empty text.
+// Makes calls one after the other on one piece of memory, behind whose end nothing can be read; five bytes of
+// `input` say which. Where they do not agree with the model, ours and its memory; else an empty text.
 inline std::string Difference(std::string_view input) {
     constexpr size_t kSize = 24, kNumbers[] = {kLimit, kLimit + 1, SIZE_MAX};
-    std::string ours = "abcdefghijklmnopqrstuvwx" + std::string(2 * kSize, '\0'), copy = ours;
+    static Guarded guarded;
+    char* const ours = guarded.Fresh(kSize);
+    std::string copy("abcdef\0hijklm\0opqrstuvwx", kSize);
+    copy.copy(ours, kSize);
     const auto below = [&](size_t limit) {
         const size_t number = static_cast<unsigned char>(input[0]) % limit;
         input.remove_prefix(1);
@@ -82,20 +86,25 @@ inline std::string Difference(std::string_view input) {
     };
     while (input.size() >= 5) {
         const size_t function = below(4), to = below(kSize + 1), from = below(kSize + 1);
-        size_t destMax = below(kSize + 4 - to), count = below(36);
-        if (destMax > kSize - to) destMax = kNumbers[1 + destMax % 2];
+        const size_t room = to < kSize ? kSize - to : kSize, readable = kSize - from;
+        size_t destMax = below(room + 4), count = below(36);
+        if (destMax > room) destMax = kNumbers[1 + destMax % 2];
         if (count > 32) count = kNumbers[count - 33];
-        const auto call = [&](std::string& memory, auto fill, auto copy_bytes, auto copy_text, auto append) {
-            char* dest = to < kSize ? memory.data() + to : nullptr;
-            const char* src = from < kSize ? memory.data() + from : nullptr;
+        // A source that does not end in the memory is not read further than that.
+        const bool isText = function != 1 && copy.find('\0', from) != std::string::npos;
+        if (!isText && from < kSize && (function == 1 ? count : readable) <= destMax)
+            count = std::min(count, readable);
+        const auto call = [&](char* memory, auto fill, auto copy_bytes, auto copy_text, auto append) {
+            char* dest = to < kSize ? memory + to : nullptr;
+            const char* src = from < kSize ? memory + from : nullptr;
             if (function == 0) return fill(dest, destMax, static_cast<int>(from) * 0x155, count);
             if (function == 1) return copy_bytes(dest, destMax, src, count);
             return (function == 2 ? copy_text : append)(dest, destMax, src, count);
         };
         if (call(ours, memset_s, memcpy_s, strncpy_s, strncat_s) !=
-                call(copy, Fill, CopyBytes, Copy, Append) ||
-            ours != copy)
-            return ours + " and not " + copy;
+                call(copy.data(), Fill, CopyBytes, Copy, Append) ||
+            !std::equal(copy.begin(), copy.end(), ours) || !guarded.OnlyFirst(kSize))
+            return std::string(ours, kSize) + " and not " + copy;
     }
     return "";
 }

@@ -27,14 +27,6 @@ std::vector<string> Split(const string& list) {
     return parts;
 }
 
-int FromList(char* dest, size_t destMax, size_t count, const char* format, ...) {
-    va_list values;
-    va_start(values, format);
-    const int result = vsnprintf_s(dest, destMax, count, format, values);
-    va_end(values);
-    return result;
-}
-
 // One format, whose text is this or which is refused, in rooms from `from` to `to` characters.
 template <typename... Values>
 void CheckOne(const string& format, const std::optional<string>& text, size_t from, size_t to,
@@ -43,7 +35,7 @@ void CheckOne(const string& format, const std::optional<string>& text, size_t fr
         if constexpr (sizeof...(values) == 0)
             return format_without_arguments_s(dest, destMax, count, format.c_str());
         else
-            return (count % 2 ? snprintf_s : FromList)(dest, destMax, count, format.c_str(), values...);
+            return snprintf_s(dest, destMax, count, format.c_str(), values...);
     };
     for (size_t room = from; room <= to; ++room) {
         if (room == 40 && to > 45) room = to - 4;  // long texts around their end
