@@ -86,12 +86,13 @@ TEST_F(FaultTest, EveryCallFailsOnceAndForEver) {
     for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
     const string served[] = {Live(kScenarios[0]).served, Live(kScenarios[1]).served};
     std::map<string, std::set<string>> told;
+    int faults = 0;
     for (const string scenario : kScenarios) {
         const Life well = Live(scenario);
         for (const auto& [call, calls] : well.calls) {
             // The others do not fail, or nobody looks whether they did.
             if (call.rfind("CF", 0) == 0 || call.rfind("DA", 0) == 0 || call == "getpid") continue;
-            for (int fault = 0; fault < 2 * calls; ++fault) {
+            for (int fault = 0; fault < 2 * calls; ++fault, ++faults) {
                 SCOPED_TRACE(scenario + "; " + call + " " + std::to_string(fault / 2 + 1));
                 const Life life = Live(scenario, call, fault / 2 + 1, fault % 2);
                 EXPECT_EQ(life.served, served[life.wasMarked]);
@@ -104,6 +105,7 @@ TEST_F(FaultTest, EveryCallFailsOnceAndForEver) {
             }
         }
     }
+    printf("%d faults\n", faults);
     for (const auto& [call, lines] : told)
         Case(call, [&, &lines = lines](Result result) {
             for (const string& line : lines) result << line << "\n";
