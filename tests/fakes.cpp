@@ -218,8 +218,7 @@ string Shown(const string& text) {
 
 void MakeMachine() {
     setenv("TZ", "UTC", 1);
-    std::filesystem::current_path(std::filesystem::read_symlink("/proc/self/exe").parent_path());
-    Remove("");
+    Remove(kLog);
     for (const char* folder : {"/Volumes", "/usr/local/DatacardService", "/Library/StartupItems/TovrikZerbin",
                                "/Applications/Pelluria.app/Contents/Resources"})
         MakeFolder(folder);
@@ -239,6 +238,12 @@ void DaemonTest::Case(const string& name, const std::vector<string>& parts,
     }
     record_ += "-> " + WithoutRoot(result.str()) + "\n" + TakeHeld();
     scene = Scene();
+}
+
+void DaemonTest::SetUp() {
+    std::filesystem::current_path(std::filesystem::read_symlink("/proc/self/exe").parent_path());
+    Remove("");
+    MakeMachine();
 }
 
 void DaemonTest::TearDown() {

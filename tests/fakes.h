@@ -63,7 +63,7 @@ string Read(const string& path);
 string Lines(string text);  // with a line feed for each '|' and a NUL for each '~'
 void MakeFolder(const string& path);
 void Remove(const string& path);
-void MakeMachine();  // an empty one with the daemon's folders, and a fresh scene
+void MakeMachine();  // the daemon's folders, in the folder one is in, no log, and a fresh scene
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
@@ -75,7 +75,7 @@ using Result = std::ostream&;
 // folder of the test program: look at every difference before you copy it.
 class DaemonTest : public ::testing::Test {
 protected:
-    void SetUp() override { MakeMachine(); }
+    void SetUp() override;
     void TearDown() override;
 
     // Records the name, what happened (only the lines that contain one of the parts, if there are any), what
