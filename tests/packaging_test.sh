@@ -59,7 +59,8 @@ check install_to "$root" && check [ ! -e "$agent" ] && sleep 1
 first=$(cat "$item/Zerbin.pid")
 check "$item/TovrikZerbin" start && check "$item/TovrikZerbin" restart && sleep 1
 check kill -0 "$(cat "$item/Zerbin.pid")" && check [ "$(cat "$item/Zerbin.pid")" != "$first" ]
-packaging/uninstall "$root" >"$work/out"
+rm -r "$folder" # by which it knows its user
+packaging/uninstall "$root" >"$work/out" 2>&1
 ! kill -0 "$(cat "$item/Zerbin.pid")" 2>/dev/null || fail 'uninstalled under the running daemon'
 
 # What is staged for a package is what is installed.
