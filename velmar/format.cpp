@@ -1,148 +1,17 @@
-// The bounded formatter: one table-driven engine that walks the format once.
+// The bounded formatter, in two lanes: a fast one for text, "%s" and "%d", of which nearly every format
+// consists, and the table-driven engine for everything else. See "The fast lane" below.
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
+#include "velmar/directive.h"
+#include "velmar/lookup.h"
 #include "velmar/velmar.h"
-
-#if !defined(__APPLE__) && !defined(__GLIBC__)
-#error "the C library has to offer __vsprintf_chk"
-#endif
-extern "C" int __vsprintf_chk(char* buffer, int flag, size_t objectSize, const char* format, va_list argList);
 
 namespace velmar {
 namespace {
-
-// ---- Classes, states and their table
-
-enum char_class : unsigned char {
-    CLASS_OTHER,
-    CLASS_PERCENT,
-    CLASS_DOT,
-    CLASS_STAR,
-    CLASS_ZERO,
-    CLASS_DIGIT,
-    CLASS_FLAG,
-    CLASS_SIZE,
-    CLASS_CONV
-};
-constexpr int kClasses = CLASS_CONV + 1;
-
-enum format_state : unsigned char {
-    STATE_TEXT,       // ordinary text; also the second '%' of "%%"
-    STATE_PERCENT,    // a '%' opened a directive
-    STATE_FLAGS,      // one of space # + - 0
-    STATE_WIDTH,      // a digit or '*' of the width
-    STATE_DOT,        // the '.' before the precision
-    STATE_PRECISION,  // a digit or '*' of the precision
-    STATE_SIZE,       // a size prefix
-    STATE_CONV,       // the conversion: the directive is complete
-    STATE_INVALID     // a character that is not allowed at its place
-};
-constexpr int kStates = STATE_INVALID + 1;
-
-constexpr char_class classify(char c) {
-    if (c == '%') return CLASS_PERCENT;
-    if (c == '.') return CLASS_DOT;
-    if (c == '*') return CLASS_STAR;
-    if (c == '0') return CLASS_ZERO;
-    if (c >= '1' && c <= '9') return CLASS_DIGIT;
-    for (const char* p = " #+-"; *p != '\0'; ++p)
-        if (c == *p) return CLASS_FLAG;
-    for (const char* p = "ILNZhjlqtwz"; *p != '\0'; ++p)
-        if (c == *p) return CLASS_SIZE;
-    for (const char* p = "CEFGSXcdefgiopsux"; *p != '\0'; ++p)
-        if (c == *p) return CLASS_CONV;
-    return CLASS_OTHER;
-}
-
-constexpr char kFirstClassified = ' ';
-constexpr char kLastClassified = 'z';
-constexpr int kTableSize = kLastClassified - kFirstClassified + 1;
-static_assert(kTableSize == 91 && kClasses * kStates <= kTableSize, "both halves share 91 bytes");
-
-// Low four bits at [c - ' ']: the class of the character c. High four bits at [class * 9 + state]: the state
-// that comes next.
-struct lookup_table {
-    unsigned char bytes[kTableSize];
-};
-constexpr lookup_table build_lookup_table() {
-    constexpr format_state T = STATE_TEXT, P = STATE_PERCENT, F = STATE_FLAGS, W = STATE_WIDTH, D = STATE_DOT,
-                           N = STATE_PRECISION, S = STATE_SIZE, C = STATE_CONV, X = STATE_INVALID;
-    // The state that a character of each class (row) leads to from each state (column). Kept: a flag may
-    // follow a width, which then starts again; '*' may not follow a digit of the width; size prefixes may
-    // repeat.
-    constexpr format_state kTransitions[kClasses][kStates] = {
-        //           TEXT PERCENT FLAGS WIDTH DOT PRECISION SIZE CONV INVALID
-        /* other   */ {T, X, X, X, X, X, X, T, T},
-        /* percent */ {P, T, X, X, X, X, X, P, T},
-        /* dot     */ {T, D, D, D, X, X, X, T, T},
-        /* star    */ {T, W, W, X, N, X, X, T, T},
-        /* zero    */ {T, F, F, W, N, N, X, T, T},
-        /* digit   */ {T, W, W, W, N, N, X, T, T},
-        /* flag    */ {T, F, F, F, X, X, X, T, T},
-        /* size    */ {T, S, S, S, S, S, S, T, T},
-        /* conv    */ {T, C, C, C, C, C, C, T, T},
-    };
-    lookup_table table{};
-    for (int i = 0; i < kTableSize; ++i) {
-        int entry = classify(static_cast<char>(kFirstClassified + i));
-        if (i < kClasses * kStates) entry |= kTransitions[i / kStates][i % kStates] << 4;
-        table.bytes[i] = static_cast<unsigned char>(entry);
-    }
-    return table;
-}
-constexpr lookup_table velmar__lookuptable_s = build_lookup_table();
-
-constexpr format_state next_state(format_state state, char c) {
-    const unsigned index = static_cast<unsigned char>(c) - static_cast<unsigned>(kFirstClassified);
-    int row = CLASS_OTHER;
-    if (index < kTableSize) row = velmar__lookuptable_s.bytes[index] & 0xF;
-    return static_cast<format_state>(velmar__lookuptable_s.bytes[row * kStates + state] >> 4);
-}
-
-// ---- The directive being read
-
-enum format_flag : uint32_t {
-    FLAG_SIGN = 0x1,           // '+'
-    FLAG_SIGN_SPACE = 0x2,     // ' '
-    FLAG_LEFT = 0x4,           // '-', or a negative width given by '*'
-    FLAG_LEADZERO = 0x8,       // '0'
-    FLAG_LONG = 0x10,          // l
-    FLAG_SHORT = 0x20,         // h
-    FLAG_SIGNED = 0x40,        // conversions d and i
-    FLAG_ALTERNATE = 0x80,     // '#', and conversion p
-    FLAG_NEGATIVE = 0x100,     // the value is negative
-    FLAG_FORCE_OCTAL = 0x200,  // conversion o with '#'
-    FLAG_LONG_DOUBLE = 0x400,  // L, q
-    FLAG_WIDECHAR = 0x800,     // w; conversions C and S
-    FLAG_LONGLONG = 0x1000,    // ll, L, q
-    FLAG_CHAR = 0x2000,        // hh
-    FLAG_POINTER = 0x4000,     // conversion p
-    FLAG_I64 = 0x8000,         // I, I64; conversion p
-    FLAG_PTRDIFF = 0x10000,    // t
-    FLAG_SIZE = 0x20000,       // z
-    FLAG_INTMAX = 0x40000,     // j
-};
-
-constexpr int32_t kNotGiven = -1;  // any negative precision means that none was given
-
-struct format_spec {
-    uint32_t flags = 0;
-    int32_t width = 0;
-    int32_t precision = kNotGiven;
-    char prefix[2] = {};
-    int32_t prefix_length = 0;
-    const char* text = nullptr;
-    const wchar_t* wide_text = nullptr;
-    int32_t text_length = 0;    // wide characters, for a wide text
-    bool text_is_wide = false;  // the text is wide_text, converted while it is written
-    bool no_output = false;     // the conversion writes nothing, not even padding
-    bool has_minus = false;     // FLAG_LEFT comes from a '-'
-};
 
 // The values to format. Where the format came without any, each is 0 or null.
 struct argument_list {
@@ -163,10 +32,10 @@ struct output_stream {
     char* cur;
 };
 
-// The writers check every byte; -1 in *chars_out tells that the stream is exhausted.
+// The writers check every byte; they set *chars_out to -1 when the stream is exhausted.
 void write_char_a(int ch, output_stream* stream, int* chars_out) {
     if (--stream->count < 0) {
-        stream->count = -1;  // and not ever lower
+        stream->count = -1;  // stays at -1, so it cannot wrap
         *chars_out = -1;
         return;
     }
@@ -182,7 +51,8 @@ void write_string_a(const char* str, int n, output_stream* stream, int* chars_ou
     for (; n >= 1 && *chars_out >= 0; --n) write_char_a(*str++, stream, chars_out);
 }
 
-// Room for n bytes with at least one to spare: the piece can be written without looking at every byte.
+// Whether there is room for n bytes and one to spare, so that a piece can be written without checking every
+// byte.
 bool has_room(const output_stream* stream, int n) {
     return stream->count > n;
 }
@@ -195,7 +65,7 @@ void advance(output_stream* stream, int* chars_out, int n) {
 
 constexpr size_t kShortPiece = 16;
 
-// Copies `n` bytes; short pieces with two moves that may overlap each other.
+// Copies `n` bytes; a short piece in two moves, which may overlap each other.
 inline void copy_text(char* to, const char* from, size_t n) {
     if (n > 2 * kShortPiece) {
         memcpy(to, from, n);
@@ -258,7 +128,7 @@ bool read_width(format_spec* spec, char c, format_state previous, argument_list*
         spec->width = value >= 0 ? value : value == INT_MIN ? INT_MAX : -value;
         return true;
     }
-    if (previous != STATE_WIDTH) spec->width = 0;  // a width behind a later flag starts again
+    if (previous != STATE_WIDTH) spec->width = 0;  // Kept: a width after a later flag starts again.
     return append_digit(&spec->width, c);
 }
 
@@ -273,13 +143,13 @@ bool read_precision(format_spec* spec, char c, argument_list* arguments) {
 
 enum size_result { SIZE_IS_PREFIX, SIZE_IS_TEXT };
 
-// `*next` points behind the size character and is moved over what belongs to it.
+// `*next` points just past the size character, and is moved past what belongs to it.
 size_result read_size(format_spec* spec, char c, const char** next) {
     const char* const p = *next;
     switch (c) {
         case 'h':
             spec->flags |= *p == 'h' ? FLAG_CHAR : FLAG_SHORT;
-            break;  // the second h sets FLAG_SHORT as well
+            break;  // Kept: the second h is read once more and sets FLAG_SHORT as well; FLAG_CHAR wins.
         case 'l':
             spec->flags |= *p == 'l' ? FLAG_LONGLONG : FLAG_LONG;
             if (*p == 'l') *next = p + 1;
@@ -310,7 +180,6 @@ size_result read_size(format_spec* spec, char c, const char** next) {
 
 // ---- Integers and pointers
 
-constexpr int kTextSize = 512;
 using text_buffer = char[kTextSize];  // digits are built backwards from its end
 
 constexpr char _itoa_upper_digits[] = "0123456789ABCDEFX";
@@ -345,7 +214,7 @@ char* write_decimal(Unsigned value, char* end) {
 constexpr uint32_t kFlagsOf64Bits =
     FLAG_LONG | FLAG_LONGLONG | FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX | FLAG_I64;
 
-// The first size flag that is set, in this order, decides.
+// The first size flag that is set decides, in this order.
 uint64_t fetch_integer(uint32_t flags, argument_list* arguments) {
     const bool is_signed = (flags & FLAG_SIGNED) != 0;
     if ((flags & FLAG_POINTER) != 0) return reinterpret_cast<uintptr_t>(next_argument<void*>(arguments));
@@ -362,7 +231,7 @@ uint64_t fetch_integer(uint32_t flags, argument_list* arguments) {
     }
     if ((flags & (FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX)) != 0)
         return static_cast<uint64_t>(next_argument<int64_t>(arguments));
-    return static_cast<uint64_t>(next_argument<int>(arguments));  // its high half is cut off later
+    return static_cast<uint64_t>(next_argument<int>(arguments));  // convert_integer cuts its high half off
 }
 
 void convert_integer(format_spec* spec, char conversion, argument_list* arguments, text_buffer& buffer) {
@@ -399,7 +268,8 @@ void convert_integer(format_spec* spec, char conversion, argument_list* argument
     if (precision < 0) {
         precision = 1;
     } else {
-        if (conversion != 'p') spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);  // kept for 'p'
+        // Kept: 'p' keeps the flag, so "%010p" is padded with zeros although it has a precision.
+        if (conversion != 'p') spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
         if (precision > kTextSize) precision = kTextSize;
     }
 
@@ -458,79 +328,16 @@ void convert_string(format_spec* spec, char conversion, argument_list* arguments
     }
 }
 
-// ---- Floating point, which the C library formats
+// ---- Floating point
 
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wstringop-overflow"  // the object size that means "unbounded" alarms it
-#endif
-int indirectSprintf(char* buffer, const char* format, ...) {
-    constexpr size_t kUnbounded = static_cast<size_t>(-1);
-    va_list argList;
-    va_start(argList, format);
-    const int result = __vsprintf_chk(buffer, 0, kUnbounded, format, argList);
-    va_end(argList);
-    return result;
-}
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
-
-// Writes the directive for the C library: the same flags and conversion; width and precision as values,
-// whatever mixture of digits and '*' gave them; and the only size prefix that says what value is passed.
-constexpr size_t kLongestDirective = sizeof "%+ #0-*.*Lf" - 1;
-
-void compose_directive(char* directive, const format_spec& spec, char conversion) {
-    *directive++ = '%';
-    if ((spec.flags & FLAG_SIGN) != 0) *directive++ = '+';
-    if ((spec.flags & FLAG_SIGN_SPACE) != 0) *directive++ = ' ';
-    if ((spec.flags & FLAG_ALTERNATE) != 0) *directive++ = '#';
-    if ((spec.flags & FLAG_LEADZERO) != 0) *directive++ = '0';
-    // Not FLAG_LEFT: a negative width given by '*' comes out right-justified here, on purpose.
-    if (spec.has_minus) *directive++ = '-';
-    memcpy(directive, "*.*", 3);
-    directive += 3;
-    if ((spec.flags & FLAG_LONG_DOUBLE) != 0) *directive++ = 'L';
-    *directive++ = conversion;
-    *directive = '\0';
-}
-
-// What a value needs: the most characters before the fraction, with room for sign, point and exponent; and
-// the precision from which on nothing is written.
-struct floating_limits {
-    int32_t size;
-    int32_t precision;
-};
-constexpr floating_limits kDoubleLimits = {349, 2147483299};
-constexpr floating_limits kLongDoubleLimits = {4972, 2147478676};
-
-// Writes the whole field, to which the C library has applied width and flags, or nothing. `length` is that of
-// the directive's own text.
 template <typename Value>
-void put_floating(Value value, const floating_limits& limits, const format_spec& spec, char conversion,
-                  size_t length, output_stream* stream, int* chars_out) {
-    constexpr size_t kLocalDirective = 16;
-    static_assert(kLongestDirective < kLocalDirective);
-
-    int32_t precision = spec.precision < 0 ? 6 : spec.precision;
-    if (precision == 0 && (conversion == 'g' || conversion == 'G')) precision = 1;
-    if (precision >= limits.precision) return;
-    int32_t size = precision + limits.size;
-    if (size < spec.width) size = spec.width;
-
-    // The C library counts a point of several bytes as one character.
-    char local_text[kTextSize + MB_LEN_MAX];
-    char local_directive[kLocalDirective];  // too small for what was written, though not for what is composed
-    char* text = size < kTextSize ? local_text : static_cast<char*>(malloc(static_cast<size_t>(size) + 2));
-    if (text == nullptr) return;
-    char* directive = length < kLocalDirective ? local_directive : static_cast<char*>(malloc(length + 1));
-    if (directive != nullptr) {
-        compose_directive(directive, spec, conversion);
-        const int written = indirectSprintf(text, directive, spec.width, precision, value);
-        if (directive != local_directive) free(directive);
-        if (written >= 0 && written <= size) put_text(text, written, stream, chars_out);
-    }
-    if (text != local_text) free(text);
+[[gnu::noinline]] void put_floating(Value value, const format_spec& spec, char conversion, size_t length,
+                                    output_stream* stream, int* chars_out) {
+    char local[kFloatingTextSize];
+    char* text = local;
+    const int written = format_floating(&text, spec, conversion, length, value);
+    if (written > 0) put_text(text, written, stream, chars_out);
+    if (text != local) free(text);
 }
 
 // ---- The field
@@ -577,7 +384,7 @@ void put_field(format_spec* spec, output_stream* stream, int* chars_out) {
     if (left && *chars_out >= 0) put_padding(' ', padding, stream, chars_out);
 }
 
-// ---- The engine
+// ---- One directive
 
 // Performs the directive, of `length` characters, that ends with this conversion.
 void put_conversion(format_spec* spec, char conversion, size_t length, argument_list* arguments,
@@ -597,17 +404,17 @@ void put_conversion(format_spec* spec, char conversion, size_t length, argument_
         case 'p': convert_integer(spec, conversion, arguments, buffer); break;
         default:
             if ((spec->flags & FLAG_LONG_DOUBLE) != 0)
-                put_floating(next_argument<long double>(arguments), kLongDoubleLimits, *spec, conversion,
-                             length, stream, chars_out);
+                put_floating(next_argument<long double>(arguments), *spec, conversion, length, stream,
+                             chars_out);
             else
-                put_floating(next_argument<double>(arguments), kDoubleLimits, *spec, conversion, length,
-                             stream, chars_out);
+                put_floating(next_argument<double>(arguments), *spec, conversion, length, stream, chars_out);
             return;
     }
     if (!spec->no_output) put_field(spec, stream, chars_out);
 }
 
-// Performs what a '%' opens. Returns the place behind it, or null when it is invalid or unfinished.
+// Performs the directive that a '%' opens. Returns the place after it, or null when it is invalid or
+// unfinished.
 const char* put_directive(const char* directive, argument_list* arguments, output_stream* stream,
                           int* chars_out) {
     format_spec spec;
@@ -639,12 +446,14 @@ const char* put_directive(const char* directive, argument_list* arguments, outpu
     return nullptr;
 }
 
+// ---- Ordinary text
+
 // No buffer takes more than INT_MAX characters, so that a longer text does not fit either way.
 int clamp_length(size_t length) {
     return length > INT_MAX ? INT_MAX : static_cast<int>(length);  // GCOVR_EXCL_BR_LINE: 2 GB of text
 }
 
-// The number of characters before the next '%' or the end.
+// The number of characters before the next '%' or the end of the text.
 size_t literal_length(const char* text) {
 #ifdef __GLIBC__
     const char* end = strchrnul(text, '%');
@@ -654,6 +463,18 @@ size_t literal_length(const char* text) {
 #endif
     return static_cast<size_t>(end - text);
 }
+
+// ---- The fast lane
+//
+// Nearly every format of the daemon is text, "%s" and "%d" alone, and the engine's state, directive and field
+// are most of what such a format would cost. put_plain writes those three directly, as long as the end of the
+// buffer is far away, and stops at anything else: another directive, a flag, the last bytes of the buffer, a
+// format that came without values. The engine takes over there, and hands back after each directive.
+//
+// The lanes cannot differ: both copy text as it is; "%s" and "%d" without flags, width and precision are the
+// value's plain text, which needs neither padding nor a prefix; and where the buffer runs out, put_plain
+// fills it to the last byte, which makes the engine find it exhausted, as if it had written those bytes
+// itself.
 
 char* write_pair(char* to, size_t value) {
     memcpy(to, kDigitPairs.text + 2 * value, 2);
@@ -681,9 +502,9 @@ inline char* write_int(char* to, int value) {
     return to + digits;
 }
 
-constexpr int kShortRun = 5;                   // so many characters are faster copied than looked through
+constexpr int kShortRun = 5;                   // up to this many, copying byte by byte beats searching
 constexpr int kLongestInt = 11;                // "-2147483648"
-constexpr int kFar = kShortRun + kLongestInt;  // what may be written before the next look at the end
+constexpr int kFar = kShortRun + kLongestInt;  // the most that is written between two looks at the end
 
 // Copies ordinary characters, up to kShortRun of them. Returns how many.
 inline int copy_short_run(char* to, const char* from) {
@@ -692,11 +513,11 @@ inline int copy_short_run(char* to, const char* from) {
     return n;
 }
 
-// Writes text, "%s" and "%d", which need neither a directive nor a field, while `end` is far from `*place`.
-// Moves that on, and returns where in the format something else begins. What is expected here and in
-// write_int keeps the usual path in one piece, which is a quarter of the log line's time.
+// Writes text, "%s" and "%d" at `*place`, which it moves on, while `end` is far from there. Returns where in
+// the format something else begins. The branches that are expected here and in write_int keep the usual path
+// in one piece, which saves a quarter of a log line's time.
 static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
-              "both are complete");
+              "the engine takes both for complete directives, too");
 inline const char* put_plain(char** place, const char* end, const char* format, argument_list* arguments) {
     if (end - *place <= kFar || arguments->absent) return format;
     char* cur = *place;
@@ -726,7 +547,7 @@ inline const char* put_plain(char** place, const char* end, const char* format, 
         const auto room = static_cast<size_t>(end - cur);
         if (length > room) {
             length = room;
-            format = "";  // nothing behind counts
+            format = "";  // whatever follows has no room
         }
         copy_text(cur, text, length);
         cur += length;
@@ -735,7 +556,10 @@ inline const char* put_plain(char** place, const char* end, const char* format, 
     return format;
 }
 
-// Goes on behind the `chars_out` characters that are written already.
+// ---- The engine
+
+// Writes the rest of a format, of which `chars_out` characters are written already. Returns their number in
+// the end, or -1.
 int velmar_output_s(output_stream* stream, const char* format, argument_list* arguments, int chars_out) {
     while (*format != '\0') {
         if (*format == '%') {
@@ -754,10 +578,12 @@ int velmar_output_s(output_stream* stream, const char* format, argument_list* ar
     return chars_out;
 }
 
+// ---- The entry points
+
 constexpr int kDidNotFit = -2;
 
-// Writes what put_plain left over, from `cur` on. Not inlined: its buffers and registers would burden the
-// formats that put_plain finishes alone, which are the most.
+// Writes what put_plain left over, from `cur` on. Not inlined: the engine's buffers and registers would slow
+// down the formats that put_plain finishes by itself.
 [[gnu::noinline]] int output_rest(char* dest, size_t size, char* cur, const char* format,
                                   argument_list* arguments) {
     const auto written = static_cast<int>(cur - dest);
@@ -785,10 +611,11 @@ constexpr size_t kAsMuchAsFits = static_cast<size_t>(-1);
 
 int format_bounded(char* dest, size_t destMax, size_t count, const char* format, argument_list* arguments) {
     if (destMax == 0 || destMax > kFormatLimit || dest == nullptr || format == nullptr) {
-        if (dest != nullptr && destMax != 0) dest[0] = '\0';  // above the limit as well
+        // Kept: a capacity above the limit gets its first byte cleared, too.
+        if (dest != nullptr && destMax != 0) dest[0] = '\0';
         return -1;
     }
-    // What count cuts stays; what the buffer cuts is dropped. The asymmetry is intended.
+    // Kept: a text that `count` cuts stays, one that the buffer cuts is dropped, and callers rely on both.
     if (count < destMax) {
         const int result = vsnprintf_helper(dest, count + 1, format, arguments);
         if (result == -1) dest[0] = '\0';

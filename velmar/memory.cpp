@@ -7,8 +7,7 @@
 namespace velmar {
 namespace {
 
-// One comparison refuses 0 as well as everything above the limit, which is one and the same for all
-// functions.
+// One comparison refuses both 0 and everything above the limit, which is the same for all functions.
 static_assert(MEM_MAX_LEN == STRING_MAX_LEN);
 bool capacity_is_invalid(size_t destMax) {
     return destMax - 1 > STRING_MAX_LEN - 1;
@@ -29,7 +28,7 @@ int reset_string(char* dest, int code) {
 int memset_error(void* dest, size_t destMax, int c) {
     if (capacity_is_invalid(destMax)) return ERANGE;
     if (dest == nullptr) return EINVAL;
-    memset(dest, c, destMax);  // with the requested byte, not with zero
+    memset(dest, c, destMax);  // Kept: with the requested byte, not with zero as in a reset elsewhere.
     return ERANGE_RESET;
 }
 
@@ -47,17 +46,18 @@ int memcpy_error(void* dest, size_t destMax, const void* src, size_t count) {
     return code;
 }
 
-// Classifies what strncpy_s refused, in an order of its own.
+// Classifies what strncpy_s refused. Kept: the order differs from the one in which strncpy_s checks, and
+// decides which code a call with several faults gets.
 int strncpy_error(char* dest, size_t destMax, const char* src, size_t count) {
     if (capacity_is_invalid(destMax)) return ERANGE;
     if (dest == nullptr) return EINVAL;
     if (src == nullptr) return reset_string(dest, EINVAL_RESET);
     if (count > STRING_MAX_LEN) return reset_string(dest, ERANGE_RESET);
-    return reset_string(dest, EOK);  // a count of 0
+    return reset_string(dest, EOK);  // Kept: a count of 0 empties dest and is no error.
 }
 
-// Appends behind the `length` characters of `dest` character by character, which decides the cases that do
-// not fit or overlap, and leaves behind `dest`[0] what was copied until then.
+// Appends to the `length` characters of `dest` one character at a time. That decides the cases that do not
+// fit or that overlap, and leaves in `dest`, after its first byte, what had been copied by then.
 [[gnu::noinline]] int append_by_character(char* dest, size_t destMax, size_t length, const char* src,
                                           size_t count) {
     for (size_t k = 0;; ++k) {
@@ -77,6 +77,7 @@ int strncpy_error(char* dest, size_t destMax, const char* src, size_t count) {
 }  // namespace
 
 int memset_s(void* dest, size_t destMax, int c, size_t count) {
+    // Kept: a capacity of 0 is accepted together with a count of 0, which memcpy_s refuses.
     if (destMax <= MEM_MAX_LEN && dest != nullptr && count <= destMax) {
         memset(dest, c, count);
         return EOK;
@@ -115,13 +116,13 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count) {
     if (count > STRING_MAX_LEN) return reset_string(dest, ERANGE_RESET);
 
     const size_t length = strnlen(dest, destMax);
-    // A source that is the terminator itself is not reached: the string ends before it.
+    // src == end of dest is no overlap: the string ends before it.
     if (src > dest && src < dest + length) return reset_string(dest, EOVERLAP_RESET);
     if (length == destMax) return reset_string(dest, EINVAL_RESET);
 
     const size_t room = destMax - length;  // the terminator included
     size_t readable = count < room ? count : room;
-    if (src > dest) {  // what is appended runs into the source there, so nothing behind counts
+    if (src > dest) {  // the appended text would run into the source there, so no more of it is looked at
         const auto distance = static_cast<size_t>(src - (dest + length));
         if (distance < readable) readable = distance;
     }

@@ -1,7 +1,9 @@
 // velmar: the bounded memory, string and formatting functions.
 //
 // Every function takes the capacity of its destination, writes nothing beyond it, and reports by its result.
-// All are re-entrant; none logs, asserts, aborts or keeps state between calls.
+// None logs, asserts or aborts. They keep no state, so they may be called from several threads at once, for
+// different destinations. The exception is the formatter's wide conversions (%lc, %ls, %C, %S): they call
+// wctomb, which may keep a shift state for the whole process.
 #pragma once
 
 #include <cerrno>  // EINVAL and ERANGE are its macros; they are result codes here
@@ -10,9 +12,9 @@
 
 namespace velmar {
 
-// Result codes of the memory and string functions, ERANGE being tested before EINVAL. A RESET code is the
-// plain code plus 128: the destination was also reset, that is filled over its whole capacity (memory
-// functions) or made the empty string.
+// Result codes of the memory and string functions; ERANGE is tested before EINVAL. A RESET code is the plain
+// code plus 128: the destination was also reset, that is, filled over its whole capacity (memory functions)
+// or made the empty string.
 //   EINVAL  22   dest is null; nothing written
 //   ERANGE  34   destMax is 0 or above the limit; nothing written
 static_assert(EINVAL == 22 && ERANGE == 34, "result codes have fixed values");
@@ -38,7 +40,7 @@ int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 // Copies at most `count` characters of the string `src` to `dest` (capacity `destMax` bytes) and terminates.
 // A source longer than `count` is cut silently. EOK; ERANGE; EINVAL; EINVAL_RESET (src null), ERANGE_RESET
 // (no room for the characters and the terminator, or count above the limit), EOVERLAP_RESET: `dest` is then
-// "". A count of 0 makes `dest` the empty string and is EOK. Bytes of `dest` behind the terminator stay as
+// "". A count of 0 makes `dest` the empty string and is EOK. Bytes of `dest` after the terminator stay as
 // they are.
 int strncpy_s(char* dest, size_t destMax, const char* src, size_t count);
 
@@ -61,16 +63,16 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 //   size        h hh l ll j z t w L q I I32 I64; N and Z are ignored
 //   conversion  d i u o x X p c C s S e E f F g G
 //
-// Anything else after a '%', 'n' and 'a' among it, is an invalid format. A null %s prints "(null)", a null %p
-// "(nil)". A wide character that has no multibyte form prints nothing; in a wide string it fails the call.
+// Anything else after a '%', including 'n' and 'a', is an invalid format. A null %s prints "(null)", a null
+// %p "(nil)". A wide character that has no multibyte form prints nothing; in a wide string it fails the call.
 // Memory is allocated only for floating point: for a text that may have 512 characters or more (the precision
-// plus 349, or plus 4,972 with L, or the width), and for a directive of 16 or more. When that fails, or the
-// precision is near INT_MAX, the conversion prints nothing, and the call goes on.
+// plus 349, or plus 4,972 with L, or the width), and for a directive of 16 characters or more. When that
+// fails, or the precision is near INT_MAX, the conversion prints nothing, and the call goes on.
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...);
 int vsnprintf_s(char* dest, size_t destMax, size_t count, const char* format, va_list argList);
 
-// The same for a format that comes without any argument, such as a text that somebody else made: conversions
-// are read as conversions, and each value that one asks for is 0 or null.
+// The same for a format that comes without any arguments, such as a text that somebody else wrote: its
+// directives are read as directives, and every value that one of them asks for is 0 or null.
 int format_without_arguments_s(char* dest, size_t destMax, size_t count, const char* format);
 
 }  // namespace velmar
