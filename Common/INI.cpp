@@ -6,13 +6,13 @@
 #include "Common/Paths.h"
 #include "velmar/velmar.h"
 
-// The module's state. The offsets and the size are read by no operation.
 char g_filename[1024] = ZERBIN_INITIAL_INI_FILE;  // the selected file
-char g_linetext[1024];                            // the line read last; zero behind it
-static size_t g_lineLength;                       // of that line, NULs in it included
-int32_t g_last_line_offset;                       // where the line before it ends
-int32_t g_current_line_offset;                    // where that line ends
-int32_t g_filesize;                               // never set
+char g_linetext[1024];                            // the line read last; zero after it
+static size_t g_lineLength;                       // of that line, including NULs in it
+// Kept: the offsets and the size are part of the module's state, although nothing reads them.
+int32_t g_last_line_offset;     // where the line before it ends
+int32_t g_current_line_offset;  // where that line ends
+int32_t g_filesize;             // never set
 
 namespace {
 
@@ -42,9 +42,9 @@ void Append(const char* text, size_t count) {
     }
 }
 
-// The number of characters that fgets put into `piece`, which was all line feeds before: NULs that it read do
-// not hide it. Behind a line feed that was read stands its terminator; else that stands before the first one
-// that was not.
+// The number of characters that fgets put into `piece`. fgets reports no length, and strlen stops at an
+// embedded NUL, so the buffer is pre-filled with '\n': where a '\n' is followed by a NUL, a line end was
+// read; otherwise the first '\n' is filler, just past the terminator.
 size_t PieceLength(const char* piece, size_t size) {
     const auto* feed = static_cast<const char*>(memchr(piece, '\n', size));
     if (feed == nullptr) return size - 1;
@@ -52,7 +52,7 @@ size_t PieceLength(const char* piece, size_t size) {
     return at + 1 < size && feed[1] == '\0' ? at + 1 : at - 1;
 }
 
-// Reads on for the line in g_linetext; false when it is complete.
+// Reads the next piece of the line in g_linetext; false when the line is complete.
 bool AppendPiece(FILE* stream) {
     char piece[256];
     velmar::memset_s(piece, sizeof piece, '\n', sizeof piece);
@@ -64,22 +64,21 @@ bool AppendPiece(FILE* stream) {
         if (isEnd) return g_lineLength == 0;  // empty lines vanish
     }
     if (feof(stream) == 0) return isRead;  // a read error ends the line as well
-    Append("\xFF", 1);                     // the end of the file counts as a character; kept
+    // Kept: the end of the file is stored like a character, so
+    // a last line without a line feed ends with a byte 0xFF.
+    Append("\xFF", 1);
     return false;
 }
 
-// The text behind the first '=' of g_linetext, or its end when it has none.
+// The text after the first '=' of g_linetext, or its end when it has none.
 char* ValueInLine() {
     char* equals = strchr(g_linetext, '=');
     return equals != nullptr ? equals + 1 : g_linetext + strlen(g_linetext);
 }
 
-FILE* OpenSelectedFile(const char* function, const char* failure) {
+FILE* OpenSelectedFile() {
     FILE* stream = fopen(g_filename, "rb");
-    if (stream == nullptr)
-        Log(kSource, function, failure, g_filename);
-    else
-        rewind(stream);  // from then on ftell knows the offset without asking the system
+    if (stream != nullptr) rewind(stream);  // from then on ftell knows the offset without asking the system
     return stream;
 }
 
@@ -106,8 +105,11 @@ const char* ReadString(const char* section, const char* key, const char* default
         Log(kSource, "ReadString", "param error.");
         return defaultValue;
     }
-    FILE* stream = OpenSelectedFile("ReadString", "open file: %s failed, please check...");
-    if (stream == nullptr) return defaultValue;
+    FILE* stream = OpenSelectedFile();
+    if (stream == nullptr) {
+        Log(kSource, "ReadString", "open file: %s failed, please check...", g_filename);
+        return defaultValue;
+    }
     char* value = nullptr;
     if (!SectionExists(stream, section))
         Log(kSource, "ReadString", "cfg section [%s] not exists...", section);
@@ -124,8 +126,11 @@ const char* ReadStringEx(const char* section, const char* key, const char* defau
         Log(kSource, "ReadStringEx", "param error.");
         return defaultValue;
     }
-    FILE* stream = OpenSelectedFile("ReadStringEx", "open file: %s failed, please check...\n");
-    if (stream == nullptr) return defaultValue;
+    FILE* stream = OpenSelectedFile();
+    if (stream == nullptr) {
+        Log(kSource, "ReadStringEx", "open file: %s failed, please check...\n", g_filename);
+        return defaultValue;
+    }
     const bool isFound = SectionExists(stream, section) && KeyExists(stream, key);
     fclose(stream);
     return isFound ? ValueInLine() : defaultValue;
@@ -136,7 +141,8 @@ int32_t ReadInteger(const char* section, const char* key, int32_t defaultValue) 
         Log(kSource, "ReadInteger", "param error");
         return defaultValue;
     }
-    // The null default is refused, so no value of the file is ever returned. Kept.
+    // Kept: ReadString refuses a null default, so a value of
+    // the file is never returned; callers get their default.
     if (ReadString(section, key, nullptr) == nullptr)  // GCOVR_EXCL_BR_LINE: it always is
         Log(kSource, "ReadInteger", "ReadString error");
     return defaultValue;
@@ -180,7 +186,7 @@ char* ReadLine(FILE* stream) {
     while (feof(stream) == 0 && AppendPiece(stream)) {
     }
     g_current_line_offset = static_cast<int32_t>(ftell(stream));
-    if (g_lineLength < oldLength) {  // all behind the line is zero
+    if (g_lineLength < oldLength) {  // so that everything after the line is zero
         const size_t rest = oldLength - g_lineLength;
         velmar::memset_s(g_linetext + g_lineLength, rest, 0, rest);
     }
@@ -230,9 +236,9 @@ bool KeyExistsInLine(char* line, const char* key) {
     }
     const char* trimmed = Trim(line);
     if (strstr(trimmed, key) == nullptr) return false;
-    // Looked at from the line's start, not from where the key was found. Kept: "path=/x/name" has the key
-    // "name".
-    const char* behind = trimmed + strlen(key);
-    while (*behind == ' ') ++behind;
-    return *behind == '=' || *behind == '\0';
+    // Kept: counted from the start of the line, not from where
+    // the key was found, so "path=/x/name" has the key "name".
+    const char* after = trimmed + strlen(key);
+    while (*after == ' ') ++after;
+    return *after == '=' || *after == '\0';
 }

@@ -1,5 +1,5 @@
-// The INI file reader: one file is selected for the process, and each lookup opens it and scans it from the
-// top.
+// The INI file reader: one file is selected for the process,
+// and each lookup opens it and scans it from the top.
 //
 // A section starts at a line that contains "[section]" anywhere; it ends at the next line with both '[' and
 // ']'. A key line is key, optional spaces, '=', value. Only the space character is white space. Case matters.
@@ -18,13 +18,13 @@
 bool SetIniFileName(const char* path);
 
 // The value of `key` in `section` without spaces at its ends, or `defaultValue`. Logs "param error.",
-// "open file: %s failed, please check...", "cfg section [%s] not exists..." or "cfg key [%s] not exists...",
-// the last two after what the scan logs.
+// "open file: %s failed, please check...", "cfg section [%s] not exists..." or "cfg key [%s] not exists...";
+// the last two come after what the scan itself logs.
 const char* ReadString(const char* section, const char* key, const char* defaultValue);
 
-// As ReadString, with the value's leading spaces kept, and with a default that may be null. Logs "param
-// error." and "open file: %s failed, please check...\n"; for a missing section or key only what the scan
-// logs.
+// As ReadString, with the value's leading spaces kept, and with a default
+// that may be null. Logs "param error." and "open file: %s failed, please
+// check...\n"; for a missing section or key only what the scan logs.
 const char* ReadStringEx(const char* section, const char* key, const char* defaultValue);
 
 // Always `defaultValue`: it asks ReadString with a null default, which is refused. Logs "param error" for
@@ -37,17 +37,17 @@ const char* GetInitKey(const char* unused, const char* section, const char* key)
 // The text after the first '=' of `line`, or null when there is none. Null, and "param error", for null.
 const char* GetKeyValue(const char* line);
 
-// Cuts trailing spaces in place and returns the first non-space character. Null, and "param error.", for
-// null.
+// Cuts trailing spaces in place and returns the first
+// non-space character. Null, and "param error.", for null.
 char* Trim(char* text);
 
-// The next non-empty line of `stream`, or null at its end, on a read error and for a line that begins with a
-// NUL. After a last line that has a line feed comes one more, of the single byte 0xFF. "param error" for
-// null.
+// The next non-empty line of `stream`, or null at its end, on a read error
+// and for a line that begins with a NUL. After a last line that has a line
+// feed comes one more, of the single byte 0xFF. "param error" for null.
 char* ReadLine(FILE* stream);
 
-// Reads on until the section's header line: true, with the stream behind it; false at the end ("not found the
-// section") and for null ("param error").
+// Reads on until the section's header line: true, with the stream at the line after it; false at the end of
+// the file ("not found the section") and for null ("param error").
 bool SectionExists(FILE* stream, const char* section);
 
 // Reads on until a line that has the key: true, with that line in the buffer; false at the end of the section
@@ -58,6 +58,6 @@ bool KeyExists(FILE* stream, const char* key);
 // "param error." for null.
 bool SectionExistsInLine(const char* line, const char* section);
 
-// Trims `line` in place; whether it contains `key` and has '=' or its end behind as many characters as the
-// key has (and spaces). "param error." for null.
+// Trims `line` in place; whether it contains `key` anywhere and has, after as many characters as the key is
+// long (and any spaces), '=' or its end. "param error." for null.
 bool KeyExistsInLine(char* line, const char* key);

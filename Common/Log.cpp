@@ -10,16 +10,16 @@
 
 namespace {
 
-char g_szlogFileName[1025];  // paths of up to 1,023 characters; the odd sizes are deliberate
+char g_szlogFileName[1025];  // Kept: one byte more than the longest accepted path (1,023 characters) needs.
 bool g_blogSystemInitSuccess = false;
 FILE* g_stream = nullptr;
-int32_t iCnt = 0;  // lines since the process started, lost ones included
+int32_t iCnt = 0;  // the number of the last line of this process, lost ones included
 
 constexpr size_t kPathLimit = 1024;
 constexpr size_t kLineSize = 2048;
 constexpr long kFileSizeLimit = 10000001;  // bytes
 
-// The part behind the last '/'. A path without '/' loses its first character, deliberately.
+// The part after the last '/'. Kept: a path without '/' loses its first character, so "INI" is shown as "NI".
 const char* ShortName(const char* path) {
     size_t position = strlen(path);
     while (position > 1 && path[position - 1] != '/') --position;
@@ -35,7 +35,9 @@ void ComposeLine(char* line, const char* file, const char* function, const char*
                        local.tm_sec, file, function, message);
 }
 
-// Opens the stream if need be, moves to its end, and empties a file that has grown too large.
+// Opens the stream if need be, moves to its end, and empties a file that has grown too large. The seek also
+// pushes the previous line out of the stream's buffer. Kept: there is no other flush, so the newest line is
+// always missing from the file.
 bool PrepareStream() {
     if (g_stream == nullptr) g_stream = fopen(g_szlogFileName, "a+");
     if (g_stream == nullptr) return false;
@@ -46,7 +48,8 @@ bool PrepareStream() {
     return g_stream != nullptr;
 }
 
-// A doubled per cent sign is written as one, as if the line were a format; no other conversion is looked at.
+// Kept: the line is written as if it were a format, so a doubled per cent sign becomes one. Other directives
+// would ask for arguments that do not exist; they are written as they are.
 void FoldDoubledPercent(char* line) {
     char* to = strchr(line, '%');
     if (to == nullptr) return;

@@ -17,5 +17,5 @@ constexpr char kDefaultApplication[] = ZERBIN_ROOT "/Volumes/Pelluria/Pelluria.a
 // What the INI reader reads before a file is selected; a macro because it initialises an array.
 #define ZERBIN_INITIAL_INI_FILE ZERBIN_ROOT "/Applications/Quenmarl.app/Contents/Resources/SysConfig.dat"
 
-// The console is a device of the machine itself, so it has no place on a desk and no root in front.
+// The console is a device of the machine itself: it has no place on a desk, and no root in front.
 constexpr char kConsoleOwnerQuery[] = "stat -f%Su /dev/console";

@@ -1,13 +1,12 @@
 // What is measured, and how.
 //
-// A row sets one function of ours against rivals that do the same work. All are run with a number of calls:
-//   time          In each round every contender makes the same number of calls, one contender after the
-//   other,
-//                 in reverse order every second time; the result is the median of the rounds' ratios. What
-//                 disturbs the machine for longer than a round, a few milliseconds, hits all of them, and
-//                 what is shorter makes an outlier. The clock is the thread's own, which stands still while
+// A row sets one function of ours against rivals that do the same work. Each is run for a number of calls:
+//   time          In each round every contender makes the same number of calls, one after the other, in
+//                 reverse order every second time; the result is the median of the rounds' ratios. Whatever
+//                 disturbs the machine for longer than a round (a few milliseconds) hits all contenders, and
+//                 anything shorter makes an outlier. The clock is the thread's own, which stands still while
 //                 other processes run.
-//   instructions  Counted by callgrind for two numbers of calls: the difference is exact, and repeats.
+//   instructions  Counted by callgrind for two numbers of calls; their difference is exact and repeatable.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -27,7 +26,7 @@ struct Row {
     std::string group;
     std::string name;
     std::vector<Contender> contenders;  // ours first
-    size_t bytes = 0;                   // read by each call, where that tells something
+    size_t bytes = 0;                   // read by each call, where a rate is of interest
     size_t calls_limit = 1 << 24;       // of one run
     bool is_counted = true;             // by instructions
 };
@@ -35,7 +34,8 @@ struct Row {
 std::vector<Row> VelmarRows();
 std::vector<Row> FileRows(const std::string& folder);
 
-// The loop around every call. To the compiler, all that the call reads has changed since the last one.
+// The loop around every call. The compiler must assume that
+// everything the call reads has changed since the last one.
 template <typename Call>
 std::function<void(size_t)> Repeat(Call call) {
     return [call](size_t calls) {
@@ -46,5 +46,5 @@ std::function<void(size_t)> Repeat(Call call) {
     };
 }
 
-// Ends the program when a contender does not do what its row says.
+// Ends the program when a contender's result is wrong.
 void Check(bool is_right, const std::string& what);

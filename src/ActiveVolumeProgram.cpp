@@ -14,13 +14,13 @@
 namespace {
 
 constexpr char kSource[] = "src/ActiveVolumeProgram";
-constexpr size_t kBufferSize = 1024;     // lines, values and paths
-constexpr size_t kFileNameSize = 512;    // the disk image's name
-constexpr int kPollSeconds = 2;          // between two looks for a volume
-constexpr int32_t kFolderSeconds = 180;  // the longest wait for the folder of the disk image
-constexpr int32_t kVolumeSeconds = 30;   // the longest wait for the volume that the image mounts
-constexpr int kTries = 10;
-constexpr size_t kCommandRoom = 2048;      // behind the head of a command of the setup
+constexpr size_t kBufferSize = 1024;         // lines, values and paths
+constexpr size_t kFileNameSize = 512;        // the disk image's name
+constexpr int kPollSeconds = 2;              // between two looks for a volume
+constexpr int32_t kFolderSeconds = 180;      // the longest wait for the folder of the disk image
+constexpr int32_t kImageVolumeSeconds = 30;  // the longest wait for the volume that the image mounts
+constexpr int kCommandTries = 10;
+constexpr size_t kCommandRoom = 2048;      // after the head of a command of the setup
 constexpr size_t kImagePunctuation = 2;    // '/' and '"' of the first command
 constexpr size_t kPackagePunctuation = 6;  // '/', ".pkg" and '"' of the second
 constexpr size_t kMessageSize = 2048;      // as much as the log shows
@@ -31,6 +31,12 @@ bool IsEmpty(const char* text) {
 
 bool IsTrimmed(char c) {
     return c == ' ' || c == '[' || c == ']' || c == '\n' || c == '\r';
+}
+
+// Logs a text of the function's own and returns false, for functions that end with it.
+bool Fail(const char* function, const char* message) {
+    Log(kSource, function, "%s", message);
+    return false;
 }
 
 // Whether a directory of that name can be opened now.
@@ -63,7 +69,7 @@ int64_t TrimKey(char* pKey) {
     const auto length = static_cast<size_t>(end - begin);
     memmove(pKey, begin, length);
     pKey[length] = '\0';
-    return static_cast<int64_t>(length);  // without an exit message, unlike the empty result; intended
+    return static_cast<int64_t>(length);  // Kept: no exit message here, unlike for an empty result.
 }
 
 namespace {
@@ -74,9 +80,9 @@ bool StandsBetweenBrackets(const char* line, const char* name, int64_t length) {
     const char* before = name;
     while (before > line && before[-1] == ' ') --before;
     if (before == line || before[-1] != '[') return false;
-    const char* behind = name + length;
-    while (*behind == ' ') ++behind;
-    return *behind == ']';
+    const char* after = name + length;
+    while (*after == ' ') ++after;
+    return *after == ']';
 }
 
 }  // namespace
@@ -84,40 +90,60 @@ bool StandsBetweenBrackets(const char* line, const char* name, int64_t length) {
 bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen) {
     Log(kSource, "IsPrimaryKey", "IsPrimaryKey Enter");
     const bool isPrimary = StandsBetweenBrackets(szTmp, pPos, nKeyLen);
-    Log(kSource, "IsPrimaryKey", isPrimary ? "IsPrimaryKey exit true" : "IsPrimaryKey exit false");
+    Log(kSource, "IsPrimaryKey", "%s", isPrimary ? "IsPrimaryKey exit true" : "IsPrimaryKey exit false");
     return isPrimary;
 }
 
 namespace {
 
-int64_t FailReadKeyValue(const char* message) {
-    Log(kSource, "ReadKeyValue", message);
-    return -1;
-}
+constexpr int64_t kNotFound = -1;
 
 // Leaves the stream at the line that ends the search.
 int64_t SeekBackAndFail(FILE* stream, long lineStart, const char* message) {
-    return FailReadKeyValue(fseek(stream, lineStart, SEEK_SET) == 0 ? message : "fseek error");
+    Log(kSource, "ReadKeyValue", "%s", fseek(stream, lineStart, SEEK_SET) == 0 ? message : "fseek error");
+    return kNotFound;
 }
 
-// The first '=' behind the key, or null when the line ends before one.
-char* FindEquals(char* behindKey) {
-    char* p = behindKey + strcspn(behindKey, "=\r\n");
+// The first '=' after the key, or null when the line ends before one.
+char* FindEquals(char* afterKey) {
+    char* p = afterKey + strcspn(afterKey, "=\r\n");
     return *p == '=' ? p : nullptr;
+}
+
+// Copies the value, trimmed, into `output`. False when its length reaches the limit: `output` is then empty,
+// and the limit is the size needed.
+bool TakeValue(char* value, char* output, int32_t size, int64_t* limit) {
+    const int64_t length = TrimKey(value);
+    if (limit != nullptr && length >= *limit) {
+        *limit = length + 1;
+        output[0] = '\0';
+        return false;
+    }
+    velmar::strncpy_s(output, static_cast<size_t>(size), value, static_cast<size_t>(size) - 1);
+    return true;
 }
 
 }  // namespace
 
 int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLen, bool bSection) {
     Log(kSource, "ReadKeyValue", "ReadKeyValue Enter");
-    if (pFile == nullptr || pKeyIOValue == nullptr || nSize < 1 || pKeyIOValue[0] == '\0')
-        return FailReadKeyValue("ReadKeyValue exit failed");
+    if (pFile == nullptr || pKeyIOValue == nullptr || nSize < 1 || pKeyIOValue[0] == '\0') {
+        Log(kSource, "ReadKeyValue", "ReadKeyValue exit failed");
+        return kNotFound;
+    }
     Log(kSource, "ReadKeyValue", "pKeyIOValue=%s", pKeyIOValue);
     const int64_t nKeyLen = TrimKey(pKeyIOValue);
-    if (nKeyLen == -1) return FailReadKeyValue("TrimKey error!");  // GCOVR_EXCL_BR_LINE: only for null
+    if (nKeyLen == -1) {  // GCOVR_EXCL_BR_LINE: only for null
+        Log(kSource, "ReadKeyValue", "TrimKey error!");
+        return kNotFound;
+    }
     long lineStart = ftell(pFile);
-    if (lineStart == -1) return FailReadKeyValue("ftell error");
-    // Moves nothing, but spares ftell its system calls. Not at the end of the file: it would clear that mark.
+    if (lineStart == -1) {
+        Log(kSource, "ReadKeyValue", "ftell error");
+        return kNotFound;
+    }
+    // Seeking to the current position lets stdio cache the offset, which spares ftell an lseek per line. Not
+    // at the end of the file: it would clear that mark.
     if (feof(pFile) == 0) fseeko(pFile, lineStart, SEEK_SET);
 
     char szTmp[kBufferSize];
@@ -125,7 +151,8 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
         if (!bSection && strpbrk(szTmp, "[]") != nullptr)
             return SeekBackAndFail(pFile, lineStart, "pPos == '[' or pPos == ']', ReadKeyValue exit failed");
 
-        // Anywhere in the line: "OLD_NAME=" is found for "NAME". Of a header, only at the first place. Kept.
+        // Kept: found anywhere in the line, so "OLD_NAME=" is a line of "NAME"; a header counts only where
+        // the name is found first.
         char* pPos = strstr(szTmp, pKeyIOValue);
         if (pPos != nullptr && bSection && IsPrimaryKey(szTmp, pPos, nKeyLen)) {
             Log(kSource, "ReadKeyValue", "find szTmp=%s is key and pPos=%s, and ReadKeyValue exit", szTmp,
@@ -134,34 +161,32 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
         }
         char* equals = pPos != nullptr && !bSection ? FindEquals(pPos + nKeyLen) : nullptr;
         if (equals != nullptr) {
-            char* value = equals + 1;
-            const int64_t length = TrimKey(value);
-            if (pLen != nullptr && length >= *pLen) {
-                *pLen = length + 1;
-                pKeyIOValue[0] = '\0';
+            if (!TakeValue(equals + 1, pKeyIOValue, nSize, pLen))
                 return SeekBackAndFail(pFile, lineStart,
                                        "pKeyIOValue's space is small, ReadKeyValue exit failed");
-            }
-            velmar::strncpy_s(pKeyIOValue, static_cast<size_t>(nSize), value, static_cast<size_t>(nSize) - 1);
-            const int64_t lPos = lineStart + (value - szTmp);
-            // Shown as an int, beyond 2 GB with its low half. Kept.
+            const int64_t lPos = lineStart + (equals + 1 - szTmp);
+            // Kept: logged as an int, which beyond 2 GB shows only the offset's low half.
             Log(kSource, "ReadKeyValue", "lPos == %d, ReadKeyValue exit true", static_cast<int>(lPos));
             return lPos;
         }
 
         lineStart = ftell(pFile);
-        if (lineStart == -1) return FailReadKeyValue("ftell error in while");
+        if (lineStart == -1) {
+            Log(kSource, "ReadKeyValue", "ftell error in while");
+            return kNotFound;
+        }
         szTmp[0] = '\0';
     }
-    return FailReadKeyValue("ReadKeyValue exit failed");
+    Log(kSource, "ReadKeyValue", "ReadKeyValue exit failed");
+    return kNotFound;
 }
 
 namespace {
 
-// Looks a section or key up, from where the stream stands; `buffer` then holds the value. Returns its offset,
-// or -1.
+// Looks a section or key up, from where the stream stands;
+// `buffer` then holds the value. Returns its offset, or -1.
 int64_t LookUp(FILE* stream, char* buffer, size_t size, const char* name, int64_t* limit, bool isSection) {
-    if (strlen(name) > size - 1) return -1;
+    if (strlen(name) > size - 1) return kNotFound;
     velmar::strncpy_s(buffer, size, name, size - 1);
     return ReadKeyValue(stream, buffer, static_cast<int32_t>(size), limit, isSection);
 }
@@ -170,10 +195,8 @@ int64_t LookUp(FILE* stream, char* buffer, size_t size, const char* name, int64_
 
 bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char* pKey, const char* pValue) {
     Log(kSource, "IsKeyValueCaseEqual", "IsKeyValueCaeEqual Enter");
-    if (pFileName == nullptr || pSection == nullptr || pKey == nullptr || pValue == nullptr) {
-        Log(kSource, "IsKeyValueCaseEqual", "IsKeyValueCaseEqual exit failed");
-        return false;
-    }
+    if (pFileName == nullptr || pSection == nullptr || pKey == nullptr || pValue == nullptr)
+        return Fail("IsKeyValueCaseEqual", "IsKeyValueCaseEqual exit failed");
     FILE* stream = fopen(pFileName, "r");
     if (stream == nullptr) {
         Log(kSource, "IsKeyValueCaseEqual", "open %s failed, IsKeyValueCaseEqual exit failed", pFileName);
@@ -184,9 +207,9 @@ bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char
     const bool isFound = LookUp(stream, value, sizeof value, pSection, &limit, true) >= 0 &&
                          LookUp(stream, value, sizeof value, pKey, &limit, false) >= 0;
     fclose(stream);
-    Log(kSource, "IsKeyValueCaseEqual",
-        isFound ? "IsKeyValueCaseEqual exit" : "IsKeyValueCaseEqual exit failed");
-    return isFound && strcasecmp(value, pValue) == 0;
+    if (!isFound) return Fail("IsKeyValueCaseEqual", "IsKeyValueCaseEqual exit failed");
+    Log(kSource, "IsKeyValueCaseEqual", "IsKeyValueCaseEqual exit");
+    return strcasecmp(value, pValue) == 0;
 }
 
 // ---- Volumes
@@ -204,7 +227,7 @@ char* JoinPath(const char* prefix, const char* name) {
     return path;
 }
 
-// Looks for the directory until it can be opened or the time is spent. `joined` is only shown.
+// Looks for the directory until it can be opened or the time is up. `joined` is only logged.
 bool PollDirectory(const char* path, const char* joined, int32_t testTime) {
     for (int64_t waited = 0; waited < testTime; waited += kPollSeconds) {
         const int seconds = static_cast<int>(waited);
@@ -212,41 +235,29 @@ bool PollDirectory(const char* path, const char* joined, int32_t testTime) {
             Log(kSource, "IsVolumeExist", "opertor %d time, IsVolumeExist exit true", seconds);
             return true;
         }
-        // The attempt's number here, the seconds above; intended.
+        // Kept: this message counts attempts, the one above seconds.
         Log(kSource, "IsVolumeExist", " %d time, open (%s) failed, open again", seconds / kPollSeconds,
             joined);
         sleep(kPollSeconds);
     }
-    Log(kSource, "IsVolumeExist", "IsVolumeExist exit false");
-    return false;
+    return Fail("IsVolumeExist", "IsVolumeExist exit false");
 }
 
 }  // namespace
 
 bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime) {
-    if (pName == nullptr) {
-        Log(kSource, "IsVolumeExist", "param error");
-        return false;
-    }
+    if (pName == nullptr) return Fail("IsVolumeExist", "param error");
     Log(kSource, "IsVolumeExist", "IsVolumeExist Enter");
-    if (testTime <= 0) {
-        Log(kSource, "IsVolumeExist", "testTime <= 0, can't check.");
-        return false;
-    }
-    char* joined = nullptr;  // stays null without a prefix, and is shown so
+    if (testTime <= 0) return Fail("IsVolumeExist", "testTime <= 0, can't check.");
+    char* joined =
+        nullptr;  // Kept: stays null without a prefix, so the log shows "(null)" instead of the path.
     if (!IsEmpty(pPrefix)) {
         joined = JoinPath(pPrefix, pName);
-        if (joined == nullptr) {
-            Log(kSource, "IsVolumeExist", "malloc failed, IsVolumeExist exit failed");
-            return false;
-        }
+        if (joined == nullptr) return Fail("IsVolumeExist", "malloc failed, IsVolumeExist exit failed");
     }
     const char* path = joined != nullptr ? joined : pName;
-    bool exists = false;
-    if (path[0] == '\0')
-        Log(kSource, "IsVolumeExist", "IsVolumeExist exit false");
-    else
-        exists = PollDirectory(path, joined, testTime);
+    const bool exists = path[0] != '\0' ? PollDirectory(path, joined, testTime)
+                                        : Fail("IsVolumeExist", "IsVolumeExist exit false");
     free(joined);
     return exists;
 }
@@ -256,7 +267,7 @@ namespace {
 constexpr size_t kNumberSize = 8;                  // seven digits
 constexpr size_t kNumberedRoom = 1 + kNumberSize;  // with the space before it
 
-// A path under construction: prefix, spaced name and, behind a space, a number.
+// A path under construction: prefix, spaced name and, after a space, a number.
 struct VolumePath {
     char* text;         // `size` bytes of the heap, zero-filled
     size_t size;        // prefix + 2 * name + kNumberedRoom
@@ -264,11 +275,6 @@ struct VolumePath {
     size_t nameRoom;    // 2 * name: the spaced name stays below it
     size_t spacedName;  // length of the spaced name
 };
-
-bool FailGetTempVolumeName(const char* message) {
-    Log(kSource, "GetTempVolumeName", message);
-    return false;
-}
 
 bool FailVolumeNotFound(const char* path) {
     Log(kSource, "GetTempVolumeName", "Error pVPStr=%s, is not exist, GetTempVolumeName exit false", path);
@@ -287,7 +293,7 @@ size_t WriteSpacedName(char* to, const char* name) {
     return static_cast<size_t>(to - begin);
 }
 
-// Writes the number behind the spaced name and its space; false when there is no room for it.
+// Writes the number after the spaced name and its space; false when there is no room for it.
 bool WriteNumber(const VolumePath& path, int32_t number) {
     char digits[kNumberSize];
     const int length = velmar::snprintf_s(digits, sizeof digits, sizeof digits - 1, "%d", number);
@@ -308,7 +314,7 @@ bool ChooseNewestVolume(const VolumePath& path) {
     for (;; ++found) {
         // GCOVR_EXCL_START: for the same reason
         if (!WriteNumber(path, found + 1))
-            return FailGetTempVolumeName("pVPStr's space is small, GetTempVolumeName exit false");
+            return Fail("GetTempVolumeName", "pVPStr's space is small, GetTempVolumeName exit false");
         // GCOVR_EXCL_STOP
         if (!CanOpenDirectory(path.text)) break;
     }
@@ -319,7 +325,7 @@ bool ChooseNewestVolume(const VolumePath& path) {
     return true;
 }
 
-// Steps of GetTempVolumeName that need the path's block.
+// The steps of GetTempVolumeName that need the path's block.
 bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen, int32_t testTime) {
     path->spacedName = WriteSpacedName(path->text + path->prefix, pVPStr);
     // GCOVR_EXCL_BR_START: the name's first character gets no space, so that there is always room
@@ -331,8 +337,8 @@ bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen
     const auto length = static_cast<int64_t>(strlen(path->text));
     if (length >= *pLen) {
         *pLen = length + 1;
-        FailGetTempVolumeName("pVPStr's space is small");
-        return FailVolumeNotFound(path->text);  // although it does exist. Kept.
+        Log(kSource, "GetTempVolumeName", "pVPStr's space is small");
+        return FailVolumeNotFound(path->text);  // Kept: logged here as well, although the volume does exist.
     }
     velmar::strncpy_s(pVPStr, static_cast<size_t>(nSize), path->text, static_cast<size_t>(nSize) - 1);
     return true;
@@ -341,7 +347,7 @@ bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen
 }  // namespace
 
 bool GetTempVolumeName(char* pVPStr, int32_t nSize, int64_t* pLen, const char* pPrefix, int32_t testTime) {
-    if (pLen == nullptr) return FailGetTempVolumeName("param error");
+    if (pLen == nullptr) return Fail("GetTempVolumeName", "param error");
     Log(kSource, "GetTempVolumeName", "GetTempVolumeName Enter");
     if (IsEmpty(pVPStr)) return false;  // also for a positive nSize: there is no name to look for
 
@@ -370,7 +376,7 @@ struct SetupRun {
     FILE* file;           // the setup file
     const char* head;     // of each command, opening quote included
     const char* volumes;  // the volumes folder with its '/'
-    int64_t limit;        // of the values' lengths
+    int64_t limit;        // the length that values must stay below
     int64_t setupOffset;  // of the SD_THIRD_SETUP value in the file
     char* command;        // commandSize bytes of the heap, once there are commands
     size_t commandSize;
@@ -378,29 +384,27 @@ struct SetupRun {
     char szFileName[kFileNameSize];  // the disk image; later its base name
 };
 
-bool FailSetup(const char* message) {
-    Log(kSource, "RunSDProgram", message);
-    return false;
-}
-
 int64_t LookUpSetupKey(SetupRun* run, const char* name, bool isSection = false) {
     return LookUp(run->file, run->szKeyOrValue, sizeof run->szKeyOrValue, name, &run->limit, isSection);
 }
 
-bool IsSetupPending(SetupRun* run) {
+// Finds a setup that is still to be run, and notes where the file says so. False when there is none.
+bool FindPendingSetup(SetupRun* run) {
     if (LookUpSetupKey(run, "[SD_THIRDPARTY_SETUP]", true) < 0)
-        return FailSetup("szKeyOrValue=[SD_THIRDPARTY_SETUP], ReadKeyValue false, RunSDProgram exit false");
+        return Fail("RunSDProgram",
+                    "szKeyOrValue=[SD_THIRDPARTY_SETUP], ReadKeyValue false, RunSDProgram exit false");
     run->setupOffset = LookUpSetupKey(run, "SD_THIRD_SETUP");
     if (run->setupOffset < 0)
-        return FailSetup("szKeyOrValue=SD_THIRD_SETUP, ReadKeyValue false, RunSDProgram exit false");
+        return Fail("RunSDProgram",
+                    "szKeyOrValue=SD_THIRD_SETUP, ReadKeyValue false, RunSDProgram exit false");
     if (strcasecmp(run->szKeyOrValue, "yes") != 0)
-        return FailSetup("SD_THIRD_SETUP is not yes, not run SD Program, RunSDProgram exit");
+        return Fail("RunSDProgram", "SD_THIRD_SETUP is not yes, not run SD Program, RunSDProgram exit");
     return true;
 }
 
-bool WaitForFolder(SetupRun* run) {
+bool WaitForImageFolder(SetupRun* run) {
     if (LookUpSetupKey(run, "SD_THIRD_FILE_PATH") < 0)
-        return FailSetup("SD_THIRD_FILE_PATH read false, RunSDProgram exit");
+        return Fail("RunSDProgram", "SD_THIRD_FILE_PATH read false, RunSDProgram exit");
     if (!IsVolumeExist(run->szKeyOrValue, run->volumes, kFolderSeconds)) {
         Log(kSource, "RunSDProgram", "%s is not exist, RunSDProgram exit", run->szKeyOrValue);
         return false;
@@ -411,34 +415,38 @@ bool WaitForFolder(SetupRun* run) {
 bool AllocateCommand(SetupRun* run) {
     run->commandSize = strlen(run->head) + kCommandRoom;
     run->command = static_cast<char*>(malloc(run->commandSize));
-    if (run->command == nullptr) return FailSetup("malloc failed, RunSDProgram exit false");
+    if (run->command == nullptr) return Fail("RunSDProgram", "malloc failed, RunSDProgram exit false");
     velmar::memset_s(run->command, run->commandSize, 0, run->commandSize);
     return true;
 }
 
-// The command is logged as a format of its own, deliberately; there are no arguments that it could read.
+// Kept: the command is logged as a format of its own, so a '%' in a path shows as what it would convert.
+// There are no arguments; each value asked for is 0 or null.
 bool RunCommand(const SetupRun& run) {
     char message[kMessageSize];
     velmar::format_without_arguments_s(message, sizeof message, sizeof message - 1, run.command);
     Log(kSource, "RunSDProgram", "%s", message);
-    return RunShellProgram(run.command, kTries);
+    return RunShellProgram(run.command, kCommandTries);
 }
 
 bool OpenDiskImage(SetupRun* run) {
     velmar::memset_s(run->szFileName, sizeof run->szFileName, 0, sizeof run->szFileName);
-    // The limit is still that of the larger buffer, so a longer name is cut, not refused. Intended.
+    // Kept: the limit is still that of the larger buffer,
+    // so a name too long for this one is cut, not refused.
     if (LookUp(run->file, run->szFileName, sizeof run->szFileName, "SD_THIRD_FILE_NAME", &run->limit, false) <
         0)
-        return FailSetup("SD_THIRD_FILE_NAME read false, RunSDProgram exit false");
+        return Fail("RunSDProgram", "SD_THIRD_FILE_NAME read false, RunSDProgram exit false");
 
     const char* folder = run->szKeyOrValue;
     if (strlen(run->head) + strlen(run->volumes) + strlen(folder) + strlen(run->szFileName) +
             kImagePunctuation >=
         run->commandSize)
-        return FailSetup("filename or path is too long to can't open, RunSDProgram exit false");
+        return Fail("RunSDProgram", "filename or path is too long to can't open, RunSDProgram exit false");
     velmar::snprintf_s(run->command, run->commandSize, run->commandSize - 1, "%s%s%s/%s\"", run->head,
                        run->volumes, folder, run->szFileName);
-    return RunCommand(*run) || FailSetup("first RunShellProgram failed, RunSDProgram exit fals ");
+    if (!RunCommand(*run))
+        return Fail("RunSDProgram", "first RunShellProgram failed, RunSDProgram exit fals ");
+    return true;
 }
 
 // Cuts the name at its last '.', unless that is its first character.
@@ -454,25 +462,28 @@ bool OpenPackage(SetupRun* run) {
     velmar::strncpy_s(run->szKeyOrValue, sizeof run->szKeyOrValue, run->szFileName,
                       sizeof run->szKeyOrValue - 1);
     if (!GetTempVolumeName(run->szKeyOrValue, sizeof run->szKeyOrValue, &run->limit, run->volumes,
-                           kVolumeSeconds))
-        return FailSetup("GetTempVolumeName failed,  RunSDProgram exit false");
+                           kImageVolumeSeconds))
+        return Fail("RunSDProgram", "GetTempVolumeName failed,  RunSDProgram exit false");
 
     const char* volume = run->szKeyOrValue;
-    // GCOVR_EXCL_START: behind the head there is more room than the two buffers can fill
+    // GCOVR_EXCL_START: after the head there is more room than the two buffers can fill
     if (strlen(run->head) + strlen(volume) + strlen(run->szFileName) + kPackagePunctuation >=
         run->commandSize)
-        return FailSetup("SDProgram's name is too long to can't run, RunSDProgram exit false");
+        return Fail("RunSDProgram", "SDProgram's name is too long to can't run, RunSDProgram exit false");
     // GCOVR_EXCL_STOP
     velmar::snprintf_s(run->command, run->commandSize, run->commandSize - 1, "%s%s/%s.pkg\"", run->head,
                        volume, run->szFileName);
-    return RunCommand(*run) || FailSetup("second RunShellProgram failed,  RunSDProgram exit false");
+    if (!RunCommand(*run))
+        return Fail("RunSDProgram", "second RunShellProgram failed,  RunSDProgram exit false");
+    return true;
 }
 
-// Overwrites the three bytes behind the '=' of SD_THIRD_SETUP; fclose writes them out.
+// Overwrites the three bytes after the '=' of SD_THIRD_SETUP; fclose writes them out.
 bool MarkSetupDone(const SetupRun& run) {
-    if (fseek(run.file, static_cast<long>(run.setupOffset), SEEK_SET) != 0) return FailSetup("fseek error.");
-    if (fputs("No", run.file) == EOF) return FailSetup("fputc error.");
-    if (fputc('\0', run.file) == EOF) return FailSetup("fputc error.");
+    if (fseek(run.file, static_cast<long>(run.setupOffset), SEEK_SET) != 0)
+        return Fail("RunSDProgram", "fseek error.");
+    if (fputs("No", run.file) == EOF) return Fail("RunSDProgram", "fputc error.");
+    if (fputc('\0', run.file) == EOF) return Fail("RunSDProgram", "fputc error.");
     Log(kSource, "RunSDProgram",
         "Have change value of SD_THIRD_SETUP to No, next time will not run SDProgram");
     return true;
@@ -483,7 +494,7 @@ bool MarkSetupDone(const SetupRun& run) {
 bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pVolumePrefix) {
     Log(kSource, "RunSDProgram", "RunSDProgram Enter");
     if (IsEmpty(pSetupFile) || IsEmpty(pCmdPrefix) || IsEmpty(pVolumePrefix))
-        return FailSetup("cmd is 0, can't run cmd, RunSDProgram exit false");
+        return Fail("RunSDProgram", "cmd is 0, can't run cmd, RunSDProgram exit false");
     SetupRun run = {};
     run.limit = kBufferSize;
     run.head = pCmdPrefix;
@@ -494,11 +505,11 @@ bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pV
         return false;
     }
 
-    bool isDone = IsSetupPending(&run) && WaitForFolder(&run) && AllocateCommand(&run) &&
+    bool isDone = FindPendingSetup(&run) && WaitForImageFolder(&run) && AllocateCommand(&run) &&
                   OpenDiskImage(&run) && OpenPackage(&run);
     if (isDone && LookUpSetupKey(&run, "SD_RUN_THIRD_FILE_ONCE") < 0)
-        isDone = FailSetup("SD_RUN_THIRD_FILE_ONCE read false, RunSDProgram exit false");
-    // A failure here leaves the file open and the command allocated, as is.
+        isDone = Fail("RunSDProgram", "SD_RUN_THIRD_FILE_ONCE read false, RunSDProgram exit false");
+    // Kept: a mark that fails leaves the file open and the command allocated.
     if (isDone && strcasecmp(run.szKeyOrValue, "yes") == 0 && !MarkSetupDone(run)) return false;
 
     free(run.command);

@@ -14,10 +14,11 @@
 namespace {
 
 constexpr char kSource[] = "src/Process";
-constexpr int kTries = 10;
+constexpr int kCaptureTries = 10;
 constexpr int kStatusNotRun = -1;
-constexpr int kStatusShellFailed =
-    127;  // compared with the raw status, where a shell's exit code 127 is 32512. Kept.
+// Kept: compared with the raw wait status, in which a shell's exit code 127 is 32512, so that case is logged
+// like any other exit code.
+constexpr int kStatusShellFailed = 127;
 constexpr size_t kCommandSize = 1024;
 constexpr size_t kErrorTextSize = 256;
 
@@ -37,9 +38,10 @@ void LogFailedTry(int number, int status, const char* command, int error) {
 
 enum class Capture { kNotOpened, kEmpty, kRead };
 
-// Reads the capture file into `output`, and logs what came of it.
+// Reads the capture file into `output`, and logs the result.
 Capture ReadCaptureFile(char* output, size_t size) {
-    FILE* stream = fopen(kCaptureFile, "r+");  // though it is only read; kept
+    // Kept: opened for writing too, so a file that cannot be written counts as unreadable.
+    FILE* stream = fopen(kCaptureFile, "r+");
     if (stream == nullptr) {
         Log(kSource, "RunShellCmd", "fopen failed for [%s]", strerror(errno));
         return Capture::kNotOpened;
@@ -79,7 +81,7 @@ bool RunShellProgram(const char* command, int tries) {
 }
 
 bool RunShellCmd(const char* command, char* output, int size) {
-    // The digit zero is meant, not the terminator: an empty command is accepted. Kept.
+    // Kept: the digit zero is refused, not the terminator, so an empty command is accepted.
     if (command == nullptr || size <= 0 || output == nullptr || command[0] == '0') {
         Log(kSource, "RunShellCmd", "enter RunShellCmd, but parmer is wrong, exit");
         return false;
@@ -90,7 +92,7 @@ bool RunShellCmd(const char* command, char* output, int size) {
     velmar::memset_s(output, outputSize, 0, outputSize);
 
     velmar::snprintf_s(cmdBuff, sizeof cmdBuff, sizeof cmdBuff - 1, "%s > %s", command, kCaptureFile);
-    if (!RunShellProgram(cmdBuff, kTries)) {
+    if (!RunShellProgram(cmdBuff, kCaptureTries)) {
         Log(kSource, "RunShellCmd", "RunShellProgram cmdBuff 1 failed");
         return false;
     }
@@ -99,6 +101,6 @@ bool RunShellCmd(const char* command, char* output, int size) {
     if (result == Capture::kNotOpened) return false;
 
     velmar::snprintf_s(cmdBuff, sizeof cmdBuff, sizeof cmdBuff - 1, "rm -f %s", kCaptureFile);
-    if (!RunShellProgram(cmdBuff, kTries)) Log(kSource, "RunShellCmd", "delete tmp file failed!");
+    if (!RunShellProgram(cmdBuff, kCaptureTries)) Log(kSource, "RunShellCmd", "delete tmp file failed!");
     return result == Capture::kRead;
 }

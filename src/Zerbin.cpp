@@ -1,5 +1,6 @@
-// The daemon's life, in the order in which it happens: main, what it looks for at the start, and then what
-// the run loop calls. The messages are kept to the letter, misspellings, blanks and line ends included.
+// The daemon's life, in the order in which it happens: main, the search for a modem that is there already,
+// and then what the run loop calls. All messages are kept to the letter, with their misspellings, blanks and
+// line ends, because others read the log by them.
 #include "src/Zerbin.h"
 
 #include <IOKit/IOKitLib.h>
@@ -26,25 +27,21 @@ constexpr char kModemPort[] = "TOVRIKMobile-Pcui";
 constexpr char kDefaultLabel[] = "Pelluria";
 constexpr size_t kLabelSize = 64;
 constexpr int kPortProbes = 10;
-constexpr unsigned kPortSeconds = 1;     // between two probes
-constexpr int32_t kVolumeSeconds = 300;  // the longest wait for the volume of a modem that is already there
+constexpr unsigned kPortSeconds = 1;  // between two probes
+constexpr int32_t kModemVolumeSeconds =
+    300;  // the longest wait for the volume of a modem that is there already
 
-constexpr DADiskOptions kMountAutomaticOption =
-    0x10;  // kDADiskOptionMountAutomatic, which no public header has
+constexpr DADiskOptions kMountAutomaticOption = 0x10;  // kDADiskOptionMountAutomatic is in no public header
 
 constexpr char kOwnerQuery[] = "ps aux | awk -v PID=%d '$2 == PID { print $1 }'";
 constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";  // in brackets, so that grep does not find itself
-constexpr size_t kLineSize = 256;      // the owner query; a user's name with its line end
-constexpr size_t kConsoleSize = 1024;  // what the query for a Finder prints
-constexpr size_t kPortSize = 1024;     // a path of the registry
-constexpr size_t kCommandSize = 512;
+constexpr size_t kOwnerSize = 256;      // the query for an owner; the owner's name with its line end
+constexpr size_t kFinderSize = 1024;    // what the query for a Finder prints
+constexpr size_t kPortSize = 1024;      // a path of the registry
+constexpr size_t kLaunchSize = 512;     // the application's path, and the command that launches it
 constexpr unsigned kFinderSeconds = 5;  // between two queries
-constexpr int kTries = 10;
+constexpr int kLaunchTries = 10;
 constexpr char kOpenQuoted[] = "open \"";  // the head of the setup's commands
-
-void LogMain(const char* message) {
-    Log(kSource, "main", message);
-}
 
 void ReadLabel(char* label) {
     const char* value = kDefaultLabel;
@@ -55,7 +52,7 @@ void ReadLabel(char* label) {
 bool WaitForPort() {
     for (int probe = 0; probe < kPortProbes; ++probe) {
         if (FindCommPort(kModemPort, nullptr, 0) == 0) return true;
-        LogMain("wait to again to find comm port at beginning to run lorvan...");
+        Log(kSource, "main", "wait to again to find comm port at beginning to run lorvan...");
         sleep(kPortSeconds);
     }
     return false;
@@ -63,35 +60,36 @@ bool WaitForPort() {
 
 // Serves a modem that was plugged in before the daemon started.
 void ServePresentModem(const char* label) {
+    // Kept: the label is copied once more; the lookup never sees the buffer that the match is made from.
     char name[kLabelSize] = {};
     velmar::strncpy_s(name, sizeof name, label, sizeof name - 1);
-    if (IsVolumeExist(name, kVolumesRoot, kVolumeSeconds)) {
+    if (IsVolumeExist(name, kVolumesRoot, kModemVolumeSeconds)) {
         DiskMountCallback(nullptr, nullptr, nullptr);
-        LogMain("finish run SDProgram at beginning to run lorvan");
+        Log(kSource, "main", "finish run SDProgram at beginning to run lorvan");
     } else {
-        // Names the default label whatever the configured one is. Kept on purpose.
-        LogMain("can't find /Volumes/Pelluria, can't run firmware program and SDProgram");
+        // Kept: the message names the default label, whatever the configured one is.
+        Log(kSource, "main", "can't find /Volumes/Pelluria, can't run firmware program and SDProgram");
     }
 }
 
-// Matches disks by the volume's name. Never released, like all that main creates.
+// Matches disks by the volume's name. Never released, like everything that main creates.
 CFDictionaryRef CreateMatch(const char* label) {
     CFMutableDictionaryRef match = CFDictionaryCreateMutable(
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    // MacRoman, though the configuration may well be UTF-8. Kept.
+    // Kept: MacRoman; a label with letters outside ASCII matches only if the configuration is written in it.
     CFStringRef name = CFStringCreateWithCString(nullptr, label, kCFStringEncodingMacRoman);
     CFDictionarySetValue(match, kDADiskDescriptionVolumeNameKey, name);
     return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): nothing main creates is released
 }
 
-// Asks the setup file's scanner; the label comes from the same file by the other reader. Kept.
+// Kept: the setup file's scanner reads this key, the INI reader the label, and they accept different files.
 void ChooseMountArgument() {
     if (IsKeyValueCaseEqual(kConfigFile, "Volumes", "disable_cdrom", "true")) {
         gMountArgs[0] = CFSTR("nobrowse");
-        LogMain("value of disable_cdrom is true");
+        Log(kSource, "main", "value of disable_cdrom is true");
     } else {
         gMountArgs[0] = CFSTR("rdonly");
-        LogMain("value of disable_cdrom is false");
+        Log(kSource, "main", "value of disable_cdrom is false");
     }
 }
 
@@ -101,11 +99,12 @@ int main() {
     InitLogSystem(kLogFile);
     char label[kLabelSize] = {};
     DASessionRef session = DASessionCreate(kCFAllocatorDefault);
-    LogMain("\n\n====================================Zerbin started===============================");
-    LogMain("TOOL-MacLorvanV100R001B035");
+    Log(kSource, "main",
+        "\n\n====================================Zerbin started===============================");
+    Log(kSource, "main", "TOOL-MacLorvanV100R001B035");
     ReadLabel(label);
 
-    LogMain("begin to run SDProgram at beginning to run lorvan");
+    Log(kSource, "main", "begin to run SDProgram at beginning to run lorvan");
     if (WaitForPort()) ServePresentModem(label);
 
     CFDictionaryRef match = CreateMatch(label);
@@ -122,7 +121,7 @@ int main() {
 
 namespace {
 
-// The serial services of the registry; non-zero on failure. The query takes the dictionary over.
+// Lists the registry's serial services; non-zero on failure. The query consumes the dictionary.
 kern_return_t FindSerialServices(io_iterator_t* services) {
     CFMutableDictionaryRef match = IOServiceMatching(kIOSerialBSDServiceValue);
     if (match != nullptr)
@@ -163,7 +162,7 @@ int FindCommPort(const char* name, char* output, int size) {
             velmar::strncpy_s(output, static_cast<size_t>(size), path, static_cast<size_t>(size) - 1);
         CFRelease(property);
         if (isConverted && strstr(path, name) != nullptr) {
-            IOObjectRelease(services);  // but not the matching service; kept
+            IOObjectRelease(services);  // Kept: the matching service itself is never released.
             Log(kSource, "FindCommPort", "FindCommPort success, and exit");
             return 0;
         }
@@ -188,85 +187,91 @@ void DiskPeekCallback(DADiskRef disk, void* /*context*/) {
 
 namespace {
 
-void LogMount(const char* message) {
-    Log(kSource, "DiskMountCallback", message);
-}
-
-// The first line that `pipe` gives, line end kept, into kLineSize bytes. Logs `failure` when there is none,
-// and closes the pipe.
+// Reads the first line that `pipe` gives, with its line end, into kOwnerSize bytes. Logs `failure` when there
+// is none, and closes the pipe.
 void ReadFirstLine(FILE* pipe, char* line, const char* failure) {
-    if (pipe == nullptr || fgets(line, kLineSize, pipe) == nullptr) LogMount(failure);
+    if (pipe == nullptr || fgets(line, kOwnerSize, pipe) == nullptr)
+        Log(kSource, "DiskMountCallback", "%s", failure);
     if (pipe != nullptr) pclose(pipe);
 }
 
 // Whether the daemon runs as the user who owns the console.
 bool OwnsConsole(pid_t pid) {
-    char query[kLineSize] = {};
-    char owner[kLineSize] = {};
-    char consoleOwner[kLineSize] = {};
+    char query[kOwnerSize] = {};
+    char owner[kOwnerSize] = {};
+    char consoleOwner[kOwnerSize] = {};
     velmar::snprintf_s(query, sizeof query, sizeof query - 1, kOwnerQuery, static_cast<int>(pid));
     Log(kSource, "DiskMountCallback", "%s", query);
 
     FILE* pipe = popen(query, "r");
     if (pipe == nullptr) {
-        LogMount("create pipe failed!");
+        Log(kSource, "DiskMountCallback", "create pipe failed!");
         return false;
     }
     ReadFirstLine(pipe, owner, "fgets pname failed!");
-    // Unlike the first, a pipe that cannot be opened ends nothing here; kept.
+    // Kept: unlike the first, a second pipe that cannot be opened ends nothing; the owner is then empty.
     ReadFirstLine(popen(kConsoleOwnerQuery, "r"), consoleOwner, "fgets active failed!");
 
-    const bool isOwner = strcmp(consoleOwner, owner) == 0;
-    LogMount(isOwner ? "actvie == pname....." : "are not same return.....");
-    return isOwner;
+    if (strcmp(consoleOwner, owner) != 0) {
+        Log(kSource, "DiskMountCallback", "are not same return.....");
+        return false;
+    }
+    Log(kSource, "DiskMountCallback", "actvie == pname.....");
+    return true;
 }
 
 // Waits, without limit, until a Finder runs.
 void WaitForFinder() {
-    char output[kConsoleSize];
+    char output[kFinderSize];
     for (;;) {
         velmar::memset_s(output, sizeof output, 0, sizeof output);
         const bool isAnswered = RunShellCmd(kFinderQuery, output, sizeof output);
         if (isAnswered && output[0] != '\0') return;
-        LogMount(isAnswered ? "No fond Finder, not run board app" : "send cmd failed, not run board app");
+        if (isAnswered)
+            Log(kSource, "DiskMountCallback", "No fond Finder, not run board app");
+        else
+            Log(kSource, "DiskMountCallback", "send cmd failed, not run board app");
         sleep(kFinderSeconds);
     }
 }
 
-// The path of the configured application in quotes, or the fixed command, which has none; kept so.
+// Kept: the configured application's path is quoted, that of the fixed command is not.
 void ComposeLaunchCommand(char* command) {
     if (!SetIniFileName(kConfigFile)) {
-        LogMount("Doesn't find ini file.");
-        velmar::snprintf_s(command, kCommandSize, kCommandSize - 1, "open -a %s", kDefaultApplication);
+        Log(kSource, "DiskMountCallback", "Doesn't find ini file.");
+        velmar::snprintf_s(command, kLaunchSize, kLaunchSize - 1, "open -a %s", kDefaultApplication);
         return;
     }
-    LogMount("Current Mac OS version is newer than Mac OS X 10.4\n");  // which nobody has looked up; kept
-    char application[kCommandSize] = {};
+    // Kept: no version is looked up; the message only says that there is a configuration.
+    Log(kSource, "DiskMountCallback", "Current Mac OS version is newer than Mac OS X 10.4\n");
+    char application[kLaunchSize] = {};
     velmar::strncpy_s(application, sizeof application, ReadString("Volumes", "path1", kDefaultApplication),
                       sizeof application - 1);
-    velmar::strncpy_s(command, kCommandSize, "open -a \"", kCommandSize - 1);
-    velmar::strncat_s(command, kCommandSize, application, kCommandSize - 1 - strlen(command));
-    velmar::strncat_s(command, kCommandSize, "\"", kCommandSize - 1 - strlen(command));
+    velmar::strncpy_s(command, kLaunchSize, "open -a \"", kLaunchSize - 1);
+    velmar::strncat_s(command, kLaunchSize, application, kLaunchSize - 1 - strlen(command));
+    // Kept: a command that is cut at its limit gets no closing quote.
+    velmar::strncat_s(command, kLaunchSize, "\"", kLaunchSize - 1 - strlen(command));
 }
 
 }  // namespace
 
 void DiskMountCallback(DADiskRef /*disk*/, DADissenterRef /*dissenter*/, void* /*context*/) {
-    LogMount("DiskMountCallback Enter");
+    Log(kSource, "DiskMountCallback", "DiskMountCallback Enter");
     const pid_t pid = getpid();
-    if (pid != 0 && !OwnsConsole(pid)) return;  // no process has the number 0; kept
+    // Kept: a process number of 0, which none has, would skip the check.
+    if (pid != 0 && !OwnsConsole(pid)) return;
 
     WaitForFinder();
-    LogMount("have some one login succ");
+    Log(kSource, "DiskMountCallback", "have some one login succ");
 
-    char command[kCommandSize] = {};
+    char command[kLaunchSize] = {};
     ComposeLaunchCommand(command);
-    if (RunShellProgram(command, kTries))
-        LogMount("Run Pelluria Program success");
+    if (RunShellProgram(command, kLaunchTries))
+        Log(kSource, "DiskMountCallback", "Run Pelluria Program success");
     else
-        LogMount("RunShellProgram failed, can't run Pelluria Program");
+        Log(kSource, "DiskMountCallback", "RunShellProgram failed, can't run Pelluria Program");
     DiskMountApproval();
-    LogMount("DiskMountCallback exit");
+    Log(kSource, "DiskMountCallback", "DiskMountCallback exit");
 }
 
 int DiskMountApproval() {

@@ -1,5 +1,5 @@
-// The daemon's entry point, its disk callbacks, and the search for the modem's serial port. Logs as
-// "src/Zerbin".
+// The daemon's entry point, its disk callbacks, and the
+// search for the modem's serial port. Logs as "src/Zerbin".
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -12,9 +12,9 @@
 int FindCommPort(const char* name, char* output, int size);
 
 // A disk with the modem's label arrives: switches the system's automatic mount off for it and requests a
-// mount with gMountArgs, which ends in DiskMountCallback. `context` is ignored. Logs "DADiskSetOptions
-// failed!" if so (the mount is requested all the same) between "DiskPeekCallback Enter" and "DiskPeekCallback
-// exit".
+// mount with gMountArgs, which ends in DiskMountCallback. `context` is ignored. Logs, between
+// "DiskPeekCallback Enter" and "DiskPeekCallback exit", "DADiskSetOptions failed!" when that failed; the
+// mount is requested all the same.
 void DiskPeekCallback(DADiskRef disk, void* context);
 
 // The modem's volume is mounted (or its mount was refused; no argument is looked at): if the daemon's owner
@@ -23,10 +23,10 @@ void DiskPeekCallback(DADiskRef disk, void* context);
 // early, and without the latter, after "create pipe failed!" or "are not same return.....".
 void DiskMountCallback(DADiskRef disk, DADissenterRef dissenter, void* context);
 
-// Runs the third-party setup, if there is one to run. Returns 0 when it ran, else -1. Logs "DiskMountApproval
+// Runs the third-party setup, if one is pending. Returns 0 when it ran, -1 otherwise. Logs "DiskMountApproval
 // Enter" and which of the two it was.
 int DiskMountApproval();
 
-// The mount's arguments, null-terminated: { "nobrowse" or "rdonly", null }, both null until main sets the
-// first.
+// The mount's arguments, null-terminated: { "nobrowse" or
+// "rdonly", null }, both null until main sets the first.
 extern CFStringRef gMountArgs[2];

@@ -36,17 +36,17 @@ constexpr size_t kLongestDirective = sizeof "%+ #0-*.*Lf" - 1;
 constexpr size_t kLocalDirective = 16;
 static_assert(kLongestDirective < kLocalDirective, "what is composed always fits");
 
-// Composes the directive for the C library: the same flags and conversion; width and precision as values,
-// whatever mixture of digits and '*' they were given in; and the one size prefix that says which type is
-// passed.
+// Composes the directive for the C library: the same flags and conversion;
+// width and precision as values, whatever mixture of digits and '*' they
+// were given in; and the one size prefix that says which type is passed.
 void compose_directive(char* directive, const format_spec& spec, char conversion) {
     *directive++ = '%';
     if ((spec.flags & FLAG_SIGN) != 0) *directive++ = '+';
     if ((spec.flags & FLAG_SIGN_SPACE) != 0) *directive++ = ' ';
     if ((spec.flags & FLAG_ALTERNATE) != 0) *directive++ = '#';
     if ((spec.flags & FLAG_LEADZERO) != 0) *directive++ = '0';
-    // Kept: not FLAG_LEFT, so a negative width given by '*' comes out right-justified here, unlike everywhere
-    // else.
+    // Kept: not FLAG_LEFT, so a negative width given by '*'
+    // comes out right-justified here, unlike everywhere else.
     if (spec.has_minus) *directive++ = '-';
     memcpy(directive, "*.*", 3);
     directive += 3;

@@ -51,8 +51,8 @@ void write_string_a(const char* str, int n, output_stream* stream, int* chars_ou
     for (; n >= 1 && *chars_out >= 0; --n) write_char_a(*str++, stream, chars_out);
 }
 
-// Whether there is room for n bytes and one to spare, so that a piece can be written without checking every
-// byte.
+// Whether there is room for n bytes and one to spare, so
+// that a piece can be written without checking every byte.
 bool has_room(const output_stream* stream, int n) {
     return stream->count > n;
 }
@@ -413,8 +413,8 @@ void put_conversion(format_spec* spec, char conversion, size_t length, argument_
     if (!spec->no_output) put_field(spec, stream, chars_out);
 }
 
-// Performs the directive that a '%' opens. Returns the place after it, or null when it is invalid or
-// unfinished.
+// Performs the directive that a '%' opens. Returns the
+// place after it, or null when it is invalid or unfinished.
 const char* put_directive(const char* directive, argument_list* arguments, output_stream* stream,
                           int* chars_out) {
     format_spec spec;
@@ -471,10 +471,10 @@ size_t literal_length(const char* text) {
 // buffer is far away, and stops at anything else: another directive, a flag, the last bytes of the buffer, a
 // format that came without values. The engine takes over there, and hands back after each directive.
 //
-// The lanes cannot differ: both copy text as it is; "%s" and "%d" without flags, width and precision are the
-// value's plain text, which needs neither padding nor a prefix; and where the buffer runs out, put_plain
-// fills it to the last byte, which makes the engine find it exhausted, as if it had written those bytes
-// itself.
+// The lanes cannot differ: both copy text as it is; "%s" and "%d" without flags,
+// width and precision are the value's plain text, which needs neither padding nor a
+// prefix; and where the buffer runs out, put_plain fills it to the last byte, which
+// makes the engine find it exhausted, as if it had written those bytes itself.
 
 char* write_pair(char* to, size_t value) {
     memcpy(to, kDigitPairs.text + 2 * value, 2);

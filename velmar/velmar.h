@@ -37,17 +37,17 @@ int memset_s(void* dest, size_t destMax, int c, size_t count);
 // bytes are then zero. `dest` equal to `src`, or a count of 0, copies nothing and is EOK.
 int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
-// Copies at most `count` characters of the string `src` to `dest` (capacity `destMax` bytes) and terminates.
-// A source longer than `count` is cut silently. EOK; ERANGE; EINVAL; EINVAL_RESET (src null), ERANGE_RESET
-// (no room for the characters and the terminator, or count above the limit), EOVERLAP_RESET: `dest` is then
-// "". A count of 0 makes `dest` the empty string and is EOK. Bytes of `dest` after the terminator stay as
-// they are.
+// Copies at most `count` characters of the string `src` to `dest` (capacity `destMax`
+// bytes) and terminates. A source longer than `count` is cut silently. EOK; ERANGE; EINVAL;
+// EINVAL_RESET (src null), ERANGE_RESET (no room for the characters and the terminator, or
+// count above the limit), EOVERLAP_RESET: `dest` is then "". A count of 0 makes `dest` the
+// empty string and is EOK. Bytes of `dest` after the terminator stay as they are.
 int strncpy_s(char* dest, size_t destMax, const char* src, size_t count);
 
-// Appends at most `count` characters of `src` to the string in `dest` (capacity of the whole buffer `destMax`
-// bytes). EOK; ERANGE; EINVAL; EINVAL_RESET (src null, or `dest` holds no terminator within destMax bytes),
-// ERANGE_RESET and EOVERLAP_RESET as for strncpy_s: `dest` is then "". A count of 0 changes nothing and is
-// EOK.
+// Appends at most `count` characters of `src` to the string in `dest` (capacity of
+// the whole buffer `destMax` bytes). EOK; ERANGE; EINVAL; EINVAL_RESET (src null, or
+// `dest` holds no terminator within destMax bytes), ERANGE_RESET and EOVERLAP_RESET
+// as for strncpy_s: `dest` is then "". A count of 0 changes nothing and is EOK.
 int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 
 // Format into `dest` (capacity `destMax` bytes), at most `count` characters; (size_t)-1 as `count` means as
