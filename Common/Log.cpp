@@ -1,5 +1,7 @@
 #include "Common/Log.h"
 
+#include <fcntl.h>
+
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -26,24 +28,35 @@ const char* ShortName(const char* path) {
     return path + position;
 }
 
+// Wraps around where a plain sum would overflow.
+int32_t Sum(int32_t value, uint32_t more) {
+    return static_cast<int32_t>(static_cast<uint32_t>(value) + more);
+}
+
 void ComposeLine(char* line, const char* file, const char* function, const char* message) {
     const time_t now = time(nullptr);
     tm local = {};
-    localtime_r(&now, &local);
+    localtime_r(&now, &local);  // on failure, the line shows what it has left in `local`
     velmar::snprintf_s(line, kLineSize, kLineSize - 1, "line %d===%d-%d-%d %d:%d:%d   %s:%s --- %s\n", iCnt,
-                       local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
-                       local.tm_sec, file, function, message);
+                       Sum(local.tm_year, 1900), Sum(local.tm_mon, 1), local.tm_mday, local.tm_hour,
+                       local.tm_min, local.tm_sec, file, function, message);
+}
+
+// Leaves g_stream null on failure. A command that the daemon runs must not inherit the log.
+void OpenStream(const char* mode) {
+    g_stream = fopen(g_szlogFileName, mode);
+    if (g_stream != nullptr) fcntl(fileno(g_stream), F_SETFD, FD_CLOEXEC);
 }
 
 // Opens the stream if need be, moves to its end, and empties a file that has grown too large. The seek also
 // pushes the previous line out of the stream's buffer. Kept: there is no other flush, so the newest line is
 // always missing from the file.
 bool PrepareStream() {
-    if (g_stream == nullptr) g_stream = fopen(g_szlogFileName, "a+");
+    if (g_stream == nullptr) OpenStream("a+");
     if (g_stream == nullptr) return false;
     if (fseek(g_stream, 0, SEEK_END) == 0 && ftell(g_stream) >= kFileSizeLimit) {
         fclose(g_stream);
-        g_stream = fopen(g_szlogFileName, "w+");
+        OpenStream("w+");
     }
     return g_stream != nullptr;
 }
@@ -81,7 +94,7 @@ void Log(const char* file, const char* function, const char* format, ...) {
     velmar::vsnprintf_s(message, kLineSize, kLineSize - 1, format, arguments);
     va_end(arguments);
 
-    iCnt = static_cast<int32_t>(static_cast<uint32_t>(iCnt) + 1);
+    iCnt = Sum(iCnt, 1);
     char line[kLineSize];
     ComposeLine(line, ShortName(file), function, message);
     if (!PrepareStream()) return;
