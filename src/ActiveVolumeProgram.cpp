@@ -1,6 +1,7 @@
 #include "src/ActiveVolumeProgram.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -504,6 +505,7 @@ bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pV
         Log(kSource, "RunSDProgram", "open file [%s] failed, RunSDProgram exit false", pSetupFile);
         return false;
     }
+    fcntl(fileno(run.file), F_SETFD, FD_CLOEXEC);  // the commands below must not inherit it
 
     bool isDone = FindPendingSetup(&run) && WaitForImageFolder(&run) && AllocateCommand(&run) &&
                   OpenDiskImage(&run) && OpenPackage(&run);
