@@ -17,5 +17,6 @@ constexpr char kDefaultApplication[] = ZERBIN_ROOT "/Volumes/Pelluria/Pelluria.a
 // What the INI reader reads before a file is selected; a macro because it initialises an array.
 #define ZERBIN_INITIAL_INI_FILE ZERBIN_ROOT "/Applications/Quenmarl.app/Contents/Resources/SysConfig.dat"
 
-// The console is a device of the machine itself: it has no place on a desk, and no root in front.
+// Devices of the machine itself: they have no place on a desk, and no root in front.
 constexpr char kConsoleOwnerQuery[] = "stat -f%Su /dev/console";
+constexpr char kNullDevice[] = "/dev/null";

@@ -5,8 +5,10 @@
 
 #include <IOKit/IOKitLib.h>
 #include <IOKit/serial/IOSerialKeys.h>
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -42,6 +44,17 @@ constexpr size_t kLaunchSize = 512;     // the application's path, and the comma
 constexpr unsigned kFinderSeconds = 5;  // between two queries
 constexpr int kLaunchTries = 10;
 constexpr char kOpenQuoted[] = "open \"";  // the head of the setup's commands
+
+// The daemon may be started by anything, and inherits what that left behind. A standard descriptor that is
+// closed would be taken by the log or the setup file, and commands would write into those. While SIGCHLD is
+// ignored, `system` never learns how a command ended. SIGXFSZ would end the daemon where a limit on the size
+// of files should only cost it lines of its log.
+void PutProcessInOrder() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) == -1) open(kNullDevice, O_RDWR);  // takes the lowest one that is free
+    signal(SIGCHLD, SIG_DFL);
+    signal(SIGXFSZ, SIG_IGN);
+}
 
 void ReadLabel(char* label) {
     const char* value = kDefaultLabel;
@@ -96,6 +109,7 @@ void ChooseMountArgument() {
 }  // namespace
 
 int main() {
+    PutProcessInOrder();
     InitLogSystem(kLogFile);
     char label[kLabelSize] = {};
     DASessionRef session = DASessionCreate(kCFAllocatorDefault);
