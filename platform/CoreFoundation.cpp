@@ -1,5 +1,7 @@
 // Reference counts, strings and dictionaries. The run loop is in RunLoop.cpp.
 #include <CoreFoundation/CoreFoundation.h>
+
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,20 +26,28 @@ struct __CFDictionary {
     CFIndex count, capacity;
 };
 
+namespace {
+
 // Every CFSTR of the process, so that equal literals are one object.
-static const __CFString* g_constants;
+const __CFString* g_constants;
+
+}  // namespace
 
 // ---- Reference counts
 
-void* CreateObject(unsigned long size, void (*destroy)(void* object)) {
-    Object* object = static_cast<Object*>(calloc(1, size));
-    if (object) *object = {1, destroy};
+void* CreateObject(size_t size, void (*destroy)(void* object)) {
+    auto* object = static_cast<Object*>(calloc(1, size));
+    if (object != nullptr) *object = {1, destroy};
     return object;
 }
 
-static Object* MutableObject(CFTypeRef object) {
+namespace {
+
+Object* MutableObject(CFTypeRef object) {
     return static_cast<Object*>(const_cast<void*>(object));
 }
+
+}  // namespace
 
 CFTypeRef CFRetain(CFTypeRef object) {
     if (MutableObject(object)->references != kImmortal) ++MutableObject(object)->references;
@@ -45,7 +55,7 @@ CFTypeRef CFRetain(CFTypeRef object) {
 }
 
 void CFRelease(CFTypeRef object) {
-    if (!object) {
+    if (object == nullptr) {
         fputs("*** CFRelease() called with NULL ***\n", stderr);
         abort();
     }
@@ -55,8 +65,10 @@ void CFRelease(CFTypeRef object) {
 
 // ---- Strings
 
+namespace {
+
 // The upper half of MacRoman, from 0x80.
-static constexpr uint16_t kMacRoman[128] = {
+constexpr uint16_t kMacRoman[128] = {
     0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1, 0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5,
     0x00E7, 0x00E9, 0x00E8, 0x00EA, 0x00EB, 0x00ED, 0x00EC, 0x00EE, 0x00EF, 0x00F1, 0x00F3, 0x00F2, 0x00F4,
     0x00F6, 0x00F5, 0x00FA, 0x00F9, 0x00FB, 0x00FC, 0x2020, 0x00B0, 0x00A2, 0x00A3, 0x00A7, 0x2022, 0x00B6,
@@ -69,31 +81,31 @@ static constexpr uint16_t kMacRoman[128] = {
     0x0131, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
 
 // Reads the character at `text` and moves behind it; false when that is not well-formed UTF-8.
-static bool DecodeUtf8(const char** text, uint32_t* character) {
+bool DecodeUtf8(const char** text, uint32_t* character) {
     static constexpr uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
-    unsigned char lead = static_cast<unsigned char>(*(*text)++);
-    int more = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+    const auto lead = static_cast<unsigned char>(*(*text)++);
+    const int more = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
     if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4) return false;
-    *character = more ? lead & (0x3Fu >> more) : lead;
+    *character = more > 0 ? lead & (0x3Fu >> more) : lead;
     for (int i = 0; i < more; ++i) {
-        unsigned char next = static_cast<unsigned char>(**text);
+        const auto next = static_cast<unsigned char>(**text);
         if ((next & 0xC0) != 0x80) return false;
         *character = *character << 6 | (next & 0x3F);
         ++*text;
     }
-    bool surrogate = *character >= 0xD800 && *character <= 0xDFFF;
-    return *character >= kSmallest[more] && *character <= 0x10FFFF && !surrogate;
+    const bool isSurrogate = *character >= 0xD800 && *character <= 0xDFFF;
+    return *character >= kSmallest[more] && *character <= 0x10FFFF && !isSurrogate;
 }
 
-static bool IsUtf8(const char* text) {
-    for (uint32_t character; *text;)
+bool IsUtf8(const char* text) {
+    for (uint32_t character; *text != '\0';)
         if (!DecodeUtf8(&text, &character)) return false;
     return true;
 }
 
 // Writes the UTF-8 of one byte of MacRoman, which is 1 to 3 bytes long, and returns its length.
-static size_t MacRomanToUtf8(unsigned char byte, char* out) {
-    uint32_t character = byte < 0x80 ? byte : kMacRoman[byte - 0x80];
+size_t MacRomanToUtf8(unsigned char byte, char* out) {
+    const uint32_t character = byte < 0x80 ? byte : kMacRoman[byte - 0x80];
     if (character < 0x80) {
         out[0] = static_cast<char>(character);
         return 1;
@@ -110,65 +122,72 @@ static size_t MacRomanToUtf8(unsigned char byte, char* out) {
 }
 
 // The byte that `character` has in MacRoman, or -1.
-static int MacRomanByte(uint32_t character) {
+int MacRomanByte(uint32_t character) {
     if (character < 0x80) return static_cast<int>(character);
     for (int i = 0; i < 128; ++i)
         if (kMacRoman[i] == character) return 0x80 + i;
     return -1;
 }
 
-static void DestroyString(void* object) {
+void DestroyString(void* object) {
     free(object);
 }
 
-static __CFString* CreateString(size_t room) {
-    void* memory = CreateObject(sizeof(__CFString) + room + 1, DestroyString);
-    if (!memory) return nullptr;
-    __CFString* string = static_cast<__CFString*>(memory);
+__CFString* CreateString(size_t room) {
+    auto* string = static_cast<__CFString*>(CreateObject(sizeof(__CFString) + room + 1, DestroyString));
+    if (string == nullptr) return nullptr;
     string->text = reinterpret_cast<char*>(string + 1);
     return string;
 }
 
-static __CFString* CreateFromUtf8(const char* text) {
+__CFString* CreateFromUtf8(const char* text) {
     __CFString* string = CreateString(strlen(text));
-    if (!string) return nullptr;
+    if (string == nullptr) return nullptr;
     string->length = strlen(text);
     memcpy(string->text, text, string->length);
     return string;
 }
 
-static __CFString* CreateFromMacRoman(const char* text) {
+__CFString* CreateFromMacRoman(const char* text) {
     __CFString* string = CreateString(3 * strlen(text));
-    if (!string) return nullptr;
-    for (; *text; ++text)
+    if (string == nullptr) return nullptr;
+    for (; *text != '\0'; ++text)
         string->length += MacRomanToUtf8(static_cast<unsigned char>(*text), string->text + string->length);
     return string;
 }
 
-CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding) {
-    if (!text) return nullptr;
+}  // namespace
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* text,
+                                      CFStringEncoding encoding) {
+    if (text == nullptr) return nullptr;
     if (encoding == kCFStringEncodingMacRoman) return CreateFromMacRoman(text);
     return encoding == kCFStringEncodingUTF8 && IsUtf8(text) ? CreateFromUtf8(text) : nullptr;
 }
 
+namespace {
+
 // The length of `string` in MacRoman, or -1; writes it to `buffer` unless that is null.
-static CFIndex WriteMacRoman(CFStringRef string, char* buffer) {
+CFIndex WriteMacRoman(CFStringRef string, char* buffer) {
     CFIndex length = 0;
     uint32_t character;
-    for (const char* text = string->text; *text && DecodeUtf8(&text, &character); ++length) {
-        int byte = MacRomanByte(character);
+    for (const char* text = string->text; *text != '\0' && DecodeUtf8(&text, &character); ++length) {
+        const int byte = MacRomanByte(character);
         if (byte < 0) return -1;
-        if (buffer) buffer[length] = static_cast<char>(byte);
+        if (buffer != nullptr) buffer[length] = static_cast<char>(byte);
     }
     return length;
 }
 
+}  // namespace
+
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding) {
-    bool macRoman = encoding == kCFStringEncodingMacRoman;
-    if (!string || !buffer || (!macRoman && encoding != kCFStringEncodingUTF8)) return false;
-    CFIndex length = macRoman ? WriteMacRoman(string, nullptr) : static_cast<CFIndex>(string->length);
+    const bool isMacRoman = encoding == kCFStringEncodingMacRoman;
+    if (string == nullptr || buffer == nullptr || (!isMacRoman && encoding != kCFStringEncodingUTF8))
+        return false;
+    const CFIndex length = isMacRoman ? WriteMacRoman(string, nullptr) : static_cast<CFIndex>(string->length);
     if (length < 0 || length >= bufferSize) return false;
-    if (macRoman)
+    if (isMacRoman)
         WriteMacRoman(string, buffer);
     else
         memcpy(buffer, string->text, string->length);
@@ -177,19 +196,23 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
-    for (const __CFString* known = g_constants; known; known = known->nextConstant)
+    for (const __CFString* known = g_constants; known != nullptr; known = known->nextConstant)
         if (strcmp(known->text, text) == 0) return known;
     __CFString* string = CreateFromUtf8(text);
-    if (!string) return nullptr;
+    if (string == nullptr) return nullptr;
     string->object.references = kImmortal;
     string->nextConstant = g_constants;
     g_constants = string;
     return string;
 }
 
-static bool IsString(CFTypeRef object) {
+namespace {
+
+bool IsString(CFTypeRef object) {
     return static_cast<const Object*>(object)->destroy == DestroyString;
 }
+
+}  // namespace
 
 Boolean CFEqual(CFTypeRef object1, CFTypeRef object2) {
     if (object1 == object2) return true;
@@ -199,63 +222,75 @@ Boolean CFEqual(CFTypeRef object1, CFTypeRef object2) {
 
 // ---- Dictionaries
 
-static const void* RetainEntry(CFAllocatorRef, const void* value) {
+namespace {
+
+const void* RetainEntry(CFAllocatorRef /*allocator*/, const void* value) {
     return CFRetain(value);
 }
-static void ReleaseEntry(CFAllocatorRef, const void* value) {
+
+void ReleaseEntry(CFAllocatorRef /*allocator*/, const void* value) {
     CFRelease(value);
 }
 
-static void DestroyDictionary(void* object) {
-    CFMutableDictionaryRef dictionary = static_cast<CFMutableDictionaryRef>(object);
+void DestroyDictionary(void* object) {
+    auto* dictionary = static_cast<CFMutableDictionaryRef>(object);
     for (CFIndex i = 0; i < dictionary->count; ++i) {
-        if (dictionary->keys.release) dictionary->keys.release(nullptr, dictionary->entries[i].key);
-        if (dictionary->values.release) dictionary->values.release(nullptr, dictionary->entries[i].value);
+        if (dictionary->keys.release != nullptr)
+            dictionary->keys.release(nullptr, dictionary->entries[i].key);
+        if (dictionary->values.release != nullptr)
+            dictionary->values.release(nullptr, dictionary->entries[i].value);
     }
     free(dictionary->entries);
     free(dictionary);
 }
 
-CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
+}  // namespace
+
+CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef /*allocator*/, CFIndex /*capacity*/,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
-    void* memory = CreateObject(sizeof(__CFDictionary), DestroyDictionary);
-    CFMutableDictionaryRef dictionary = static_cast<CFMutableDictionaryRef>(memory);
-    if (dictionary && keyCallBacks) dictionary->keys = *keyCallBacks;
-    if (dictionary && valueCallBacks) dictionary->values = *valueCallBacks;
+    auto* dictionary =
+        static_cast<CFMutableDictionaryRef>(CreateObject(sizeof(__CFDictionary), DestroyDictionary));
+    if (dictionary == nullptr) return nullptr;
+    if (keyCallBacks != nullptr) dictionary->keys = *keyCallBacks;
+    if (valueCallBacks != nullptr) dictionary->values = *valueCallBacks;
     return dictionary;
 }
 
-static __CFDictionary::Entry* FindEntry(CFDictionaryRef dictionary, const void* key) {
+namespace {
+
+__CFDictionary::Entry* FindEntry(CFDictionaryRef dictionary, const void* key) {
     for (CFIndex i = 0; i < dictionary->count; ++i) {
         const void* known = dictionary->entries[i].key;
-        if (known == key || (dictionary->keys.equal && dictionary->keys.equal(known, key)))
+        if (known == key || (dictionary->keys.equal != nullptr && dictionary->keys.equal(known, key) != 0))
             return &dictionary->entries[i];
     }
     return nullptr;
 }
 
-static bool MakeRoom(CFMutableDictionaryRef dictionary) {
+bool MakeRoom(CFMutableDictionaryRef dictionary) {
     if (dictionary->count < dictionary->capacity) return true;
-    CFIndex capacity = dictionary->capacity + 8;
+    const CFIndex capacity = dictionary->capacity + 8;
     void* memory =
         realloc(dictionary->entries, static_cast<size_t>(capacity) * sizeof(__CFDictionary::Entry));
-    if (!memory) return false;
+    if (memory == nullptr) return false;
     dictionary->entries = static_cast<__CFDictionary::Entry*>(memory);
     dictionary->capacity = capacity;
     return true;
 }
 
+}  // namespace
+
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
     __CFDictionary::Entry* entry = FindEntry(dictionary, key);
-    if (!entry && !MakeRoom(dictionary)) return;
-    if (dictionary->values.retain) value = dictionary->values.retain(nullptr, value);
-    if (entry) {
-        if (dictionary->values.release) dictionary->values.release(nullptr, entry->value);
+    if (entry == nullptr && !MakeRoom(dictionary)) return;
+    if (dictionary->values.retain != nullptr) value = dictionary->values.retain(nullptr, value);
+    if (entry != nullptr) {
+        if (dictionary->values.release != nullptr) dictionary->values.release(nullptr, entry->value);
         entry->value = value;
         return;
     }
-    if (dictionary->keys.retain) key = dictionary->keys.retain(nullptr, key);
+    if (dictionary->keys.retain != nullptr) key = dictionary->keys.retain(nullptr, key);
     dictionary->entries[dictionary->count++] = {key, value};
 }
 
@@ -265,7 +300,7 @@ CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) {
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
     const __CFDictionary::Entry* entry = FindEntry(dictionary, key);
-    return entry ? entry->value : nullptr;
+    return entry != nullptr ? entry->value : nullptr;
 }
 
 // ---- Constants (the run loop's too, so that a program may bring a run loop of its own)

@@ -1,12 +1,12 @@
 #include "Desk.h"
 
 #include <fcntl.h>
-#include <stdio.h>
-#include <string.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 void PathOnDesk(char (&path)[kMaxPath], const char* relative) {
-    int length = snprintf(path, sizeof path, "%s/%s", ZERBIN_ROOT, relative);
+    const int length = snprintf(path, sizeof path, "%s/%s", ZERBIN_ROOT, relative);
     if (length < 0 || static_cast<size_t>(length) >= sizeof path) path[0] = '\0';
 }
 
@@ -17,7 +17,7 @@ int OpenOnDesk(const char* relative, int flags) {
 }
 
 bool ReadOnDesk(const char* relative, char (&text)[kMaxText]) {
-    int file = OpenOnDesk(relative, O_RDONLY);
+    const int file = OpenOnDesk(relative, O_RDONLY);
     if (file < 0) return false;
     ssize_t length = read(file, text, sizeof text - 1);
     close(file);
@@ -25,4 +25,12 @@ bool ReadOnDesk(const char* relative, char (&text)[kMaxText]) {
     if (length > 0 && text[length - 1] == '\n') --length;
     text[length] = '\0';
     return true;
+}
+
+int ListOnDesk(const char* relative, int (*isWanted)(const dirent* entry), dirent*** entries) {
+    const int folder = OpenOnDesk(relative, O_RDONLY | O_DIRECTORY);
+    if (folder < 0) return -1;
+    const int count = scandirat(folder, ".", entries, isWanted, alphasort);
+    close(folder);
+    return count;
 }

@@ -2,10 +2,12 @@
 #include "RunLoop.h"
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <errno.h>
 #include <poll.h>
 
+#include <cerrno>
+
 constexpr int kMaxSources = 8;
+constexpr int kNoTimeout = -1;
 
 struct __CFRunLoop {
     pollfd descriptors[kMaxSources];
@@ -13,7 +15,11 @@ struct __CFRunLoop {
     int count;
 };
 
-static __CFRunLoop g_runLoop;
+namespace {
+
+__CFRunLoop g_runLoop;
+
+}  // namespace
 
 void AddRunLoopSource(int descriptor, void (*serve)()) {
     if (g_runLoop.count == kMaxSources) return;
@@ -21,18 +27,17 @@ void AddRunLoopSource(int descriptor, void (*serve)()) {
     g_runLoop.serve[g_runLoop.count++] = serve;
 }
 
-CFRunLoopRef CFRunLoopGetCurrent(void) {
+CFRunLoopRef CFRunLoopGetCurrent() {
     return &g_runLoop;
 }
 
-void CFRunLoopRun(void) {
-    constexpr int kNoTimeout = -1;
+void CFRunLoopRun() {
     while (g_runLoop.count > 0) {
         if (poll(g_runLoop.descriptors, static_cast<nfds_t>(g_runLoop.count), kNoTimeout) < 0) {
             if (errno == EINTR) continue;
             return;
         }
         for (int i = 0; i < g_runLoop.count; ++i)
-            if (g_runLoop.descriptors[i].revents) g_runLoop.serve[i]();
+            if (g_runLoop.descriptors[i].revents != 0) g_runLoop.serve[i]();
     }
 }

@@ -1,7 +1,7 @@
 // Stand-in for the framework's header: what the daemon uses of it, with the framework's names and signatures.
 #pragma once
 
-#include <stdint.h>
+#include <cstdint>
 
 typedef unsigned char Boolean;
 typedef uint32_t UInt32;
@@ -11,8 +11,7 @@ typedef long CFIndex;
 typedef unsigned long CFHashCode;
 typedef UInt32 CFStringEncoding;
 
-// References. What a function with Create in its name returns is the caller's, to be given back with
-// CFRelease.
+// References. What a function with Create in its name returns is the caller's to release with CFRelease.
 typedef const void* CFTypeRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef const struct __CFString* CFStringRef;

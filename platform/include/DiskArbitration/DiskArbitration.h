@@ -42,8 +42,8 @@ void DARegisterDiskPeekCallback(DASessionRef session, CFDictionaryRef match, CFI
 DAReturn DADiskSetOptions(DADiskRef disk, DADiskOptions options, Boolean value);
 
 // Returns at once; the disk is mounted, and `callback` called, from the run loop. The dissenter is null when
-// the mount succeeded. `path` must be null: the volume goes where volumes go. `arguments` ends with null, or
-// is null.
+// the mount succeeded. `path` must be null: the volume goes where volumes go. `arguments`, unless null, ends
+// with null.
 void DADiskMountWithArguments(DADiskRef disk, CFURLRef path, DADiskMountOptions options,
                               DADiskMountCallback callback, void* context, CFStringRef arguments[]);
 
