@@ -19,6 +19,14 @@ namespace {
 
 __CFRunLoop g_runLoop;
 
+extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
+
+// The address sanitizer, where there is one, would report leaks at the end of the process, but the daemon has
+// no such end: it is killed. So they are looked for each time the run loop has nothing to do.
+void ReportLeaks() {
+    if (__lsan_do_recoverable_leak_check != nullptr) __lsan_do_recoverable_leak_check();
+}
+
 }  // namespace
 
 void AddRunLoopSource(int descriptor, void (*serve)()) {
@@ -33,6 +41,7 @@ CFRunLoopRef CFRunLoopGetCurrent() {
 
 void CFRunLoopRun() {
     while (g_runLoop.count > 0) {
+        ReportLeaks();
         if (poll(g_runLoop.descriptors, static_cast<nfds_t>(g_runLoop.count), kNoTimeout) < 0) {
             if (errno == EINTR) continue;
             return;
