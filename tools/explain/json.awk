@@ -1,0 +1,54 @@
+# json.awk: tells each block as a JSON object on a line of its own.
+
+function tell_block(b) {
+    print separator json_block(b)
+    separator = later_separator
+}
+
+function tell_end() { }
+
+function json_block(b) {
+    if (kind_of[b] == "remark")
+        return "{\"kind\":\"remark\",\"run\":" run_of[b] ",\"result\":\"" result[b] "\",\"text\":" json(outcome[b]) "}"
+    return "{\"kind\":\"" kind_of[b] "\",\"run\":" run_of[b] ",\"time\":\"" date_of[b] "T" clock_of[b] \
+        "\",\"note\":" json(note[b]) ",\"lines\":[" first_line[b] "," last_line[b] "],\"steps\":[" json_steps(b) "],\"waits\":{" json_waits(b) \
+        "},\"result\":\"" result[b] "\",\"outcome\":" json(outcome[b]) ",\"advice\":" json(advice[b]) "}"
+}
+
+function json_steps(b,  i, list) {
+    for (i = 1; i <= steps[b]; i++)
+        list = list (i > 1 ? "," : "") "{\"time\":\"" step_clock[b, i] "\",\"line\":" step_line[b, i] \
+            ",\"text\":" json(step_text[b, i]) (wants_log ? ",\"log\":" json(clean(step_raw[b, i])) : "") "}"
+    return list
+}
+
+function json_waits(b,  i, list) {
+    if (kind_of[b] == "start") for (i = 1; i <= start_phases; i++) list = list "," json_wait(b, start_phase[i])
+    else for (i = 1; i <= arrival_phases; i++) list = list "," json_wait(b, arrival_phase[i])
+    return substr(list, 2)
+}
+
+function json_wait(b, name) { return "\"" name "\":" spent[b, name] + 0 }
+
+# The text has no control characters but tabs. "<" and "&" could mean something to a page around it.
+function json(text) {
+    if (hides_homes) text = without_homes(text)
+    if (text ~ /["\\\t<&]/) {
+        text = replaced(text, "\\", "\\\\")
+        text = replaced(text, "\"", "\\\"")
+        text = replaced(text, "\t", "\\t")
+        text = replaced(text, "<", "\\u003c")
+        text = replaced(text, "&", "\\u0026")
+    }
+    return "\"" text "\""
+}
+
+# "/Users/anna/Applications" -> "/Users/.../Applications"
+function without_homes(text,  out, at) {
+    while (match(text, "/([Uu]sers|home)/[^]/\"'()<>]+")) {
+        at = RSTART + index(substr(text, RSTART + 1), "/")
+        out = out substr(text, 1, at) "…"
+        text = substr(text, RSTART + RLENGTH)
+    }
+    return out text
+}
