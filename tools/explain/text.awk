@@ -29,8 +29,12 @@ function tell_block(b,  i) {
 
 # Prints the text behind `margin`, and on a terminal breaks it at its width, where there is a blank.
 function put(margin, text, code,  at, next_margin) {
+    if (!width) {
+        print margin paint(code, text)
+        return
+    }
     next_margin = sprintf("%" (width < 80 && length(margin) > 6 ? 6 : length(margin)) "s", "")
-    while (width && length(margin text) > width) {
+    while (length(margin text) > width) {
         for (at = width - length(margin) + 1; at > 0 && substr(text, at, 1) != " "; at--);
         if (at < 1 && length(margin) > length(next_margin)) at = 0
         else if (at < 1 && !(at = index(text, " "))) break
