@@ -13,7 +13,7 @@ enum format_flag : uint32_t {
     FLAG_LEFT = 0x4,           // '-', or a negative width given by '*'
     FLAG_LEADZERO = 0x8,       // '0'
     FLAG_LONG = 0x10,          // l
-    FLAG_SHORT = 0x20,         // h
+    FLAG_SHORT = 0x20,         // h, hh
     FLAG_SIGNED = 0x40,        // conversions d and i
     FLAG_ALTERNATE = 0x80,     // '#', and conversion p
     FLAG_NEGATIVE = 0x100,     // the value is negative
@@ -38,23 +38,23 @@ struct format_spec {
     char prefix[2] = {};
     int32_t prefix_length = 0;
     const char* text = nullptr;
-    const wchar_t* wide_text = nullptr;
-    int32_t text_length = 0;    // wide characters, for a wide text
-    bool text_is_wide = false;  // the text is wide_text, converted while it is written
-    bool no_output = false;     // the conversion writes nothing, not even padding
-    bool has_minus = false;     // FLAG_LEFT comes from a '-'
+    const wchar_t* wide_text = nullptr;  // if not null, the text is this one, converted while it is written
+    int32_t text_length = 0;             // wide characters, for a wide text; below 0, nothing is written
+    bool has_minus = false;              // a '-' was read; FLAG_LEFT may also come from '*'
 };
 
-constexpr int kTextSize = 512;  // of the buffer for digits and for short floating-point texts
+// Room for the digits of an integer. A floating-point text that may be as long goes to the heap.
+constexpr int kTextSize = 512;
 
-// The C library counts a decimal point of several bytes as one character.
+// When it pads, the C library counts a decimal point of several bytes
+// as one character, so a text may have more bytes than its width.
 constexpr size_t kFloatingTextSize = kTextSize + MB_LEN_MAX;
 
 // Has the C library format a floating-point field, width and flags included. `length` is that of the
-// directive's own text. Returns the number of characters, or -1 when the conversion prints nothing: its
-// precision is too large, there is no memory, or the text is longer than it can be. The text is written to
-// *text, which has room for kFloatingTextSize characters, or else to a block of the heap that *text then
-// points to; the caller frees that one.
+// directive's own text. Returns the number of characters, or -1 when the conversion prints nothing:
+// its precision is too large, there is no memory, or the text is longer than the size computed for
+// it. The text is written to *text, which has room for kFloatingTextSize characters, or else to a
+// block of the heap, which *text then points to. The caller frees such a block, also after -1.
 int format_floating(char** text, const format_spec& spec, char conversion, size_t length, double value);
 int format_floating(char** text, const format_spec& spec, char conversion, size_t length, long double value);
 

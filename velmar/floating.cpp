@@ -1,6 +1,5 @@
 // The formatter's floating-point conversions, which the C library formats.
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,7 +15,7 @@ namespace {
 
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wstringop-overflow"  // it warns of the object size that means "unbounded"
+#pragma GCC diagnostic ignored "-Wstringop-overflow"  // it warns about the object size that means "unbounded"
 #endif
 int indirectSprintf(char* buffer, const char* format, ...) {
     constexpr size_t kUnbounded = static_cast<size_t>(-1);
@@ -30,15 +29,15 @@ int indirectSprintf(char* buffer, const char* format, ...) {
 #pragma GCC diagnostic pop
 #endif
 
-// The longest directive that is composed here. A source directive of 16 characters or more asks for a block
-// of its own length all the same, which may fail.
+// The longest directive that is composed here. Kept: a source directive of 16 characters or more
+// gets a block of the heap all the same, and when there is none, the conversion prints nothing.
 constexpr size_t kLongestDirective = sizeof "%+ #0-*.*Lf" - 1;
 constexpr size_t kLocalDirective = 16;
 static_assert(kLongestDirective < kLocalDirective, "what is composed always fits");
 
 // Composes the directive for the C library: the same flags and conversion;
-// width and precision as values, whatever mixture of digits and '*' they
-// were given in; and the one size prefix that says which type is passed.
+// width and precision passed as arguments, whatever mixture of digits and '*'
+// they were given in; and the one size prefix that says which type is passed.
 void compose_directive(char* directive, const format_spec& spec, char conversion) {
     *directive++ = '%';
     if ((spec.flags & FLAG_SIGN) != 0) *directive++ = '+';
@@ -55,22 +54,18 @@ void compose_directive(char* directive, const format_spec& spec, char conversion
     *directive = '\0';
 }
 
-// What a value may need: the most characters besides the precision's (those before the fraction, sign, point
-// and exponent), and the precision from which on nothing is printed.
-struct floating_limits {
-    int32_t size;
-    int32_t precision;
-};
-constexpr floating_limits kDoubleLimits = {349, 2147483299};
-constexpr floating_limits kLongDoubleLimits = {4972, 2147478676};
+// The most characters that a value needs besides its precision:
+// those before the fraction, sign, point and exponent.
+constexpr int32_t kMostOfDouble = 349;
+constexpr int32_t kMostOfLongDouble = 4972;
 
 template <typename Value>
-int format_value(char** text, const floating_limits& limits, const format_spec& spec, char conversion,
-                 size_t length, Value value) {
+int format_value(char** text, int32_t most, const format_spec& spec, char conversion, size_t length,
+                 Value value) {
     int32_t precision = spec.precision < 0 ? 6 : spec.precision;
     if (precision == 0 && (conversion == 'g' || conversion == 'G')) precision = 1;
-    if (precision >= limits.precision) return -1;
-    int32_t size = precision + limits.size;
+    if (precision > INT32_MAX - most) return -1;
+    int32_t size = precision + most;
     if (size < spec.width) size = spec.width;
 
     if (size >= kTextSize) {
@@ -90,11 +85,11 @@ int format_value(char** text, const floating_limits& limits, const format_spec& 
 }  // namespace
 
 int format_floating(char** text, const format_spec& spec, char conversion, size_t length, double value) {
-    return format_value(text, kDoubleLimits, spec, conversion, length, value);
+    return format_value(text, kMostOfDouble, spec, conversion, length, value);
 }
 
 int format_floating(char** text, const format_spec& spec, char conversion, size_t length, long double value) {
-    return format_value(text, kLongDoubleLimits, spec, conversion, length, value);
+    return format_value(text, kMostOfLongDouble, spec, conversion, length, value);
 }
 
 }  // namespace velmar

@@ -1,5 +1,5 @@
-// The formatter's state machine: the classes of characters, the states of a directive, and one table of
-// 91 bytes that maps a character to its class and a class and a state to the next state.
+// The formatter's state machine: the classes of characters, the states of a directive, and one table
+// of 91 bytes that maps each character to its class, and each class and state to the next state.
 #pragma once
 
 namespace velmar {
@@ -58,9 +58,9 @@ struct lookup_table {
 constexpr lookup_table build_lookup_table() {
     constexpr format_state T = STATE_TEXT, P = STATE_PERCENT, F = STATE_FLAGS, W = STATE_WIDTH, D = STATE_DOT,
                            N = STATE_PRECISION, S = STATE_SIZE, C = STATE_CONV, X = STATE_INVALID;
-    // The state that a character of each class (row) leads to from each state (column). Kept, because formats
-    // that use them must stay valid, or invalid: a flag may follow a width, which then starts again; '*' may
-    // not follow a digit of the width; size prefixes may repeat.
+    // The state that a character of each class (row) leads to from each state (column). Kept, because callers
+    // may rely on which formats are valid: a flag may follow the width, and digits after it start a new one;
+    // '*' may follow neither a digit nor another '*', but digits may follow '*'; size prefixes may repeat.
     constexpr format_state kTransitions[kClasses][kStates] = {
         //           TEXT PERCENT FLAGS WIDTH DOT PRECISION SIZE CONV INVALID
         /* other   */ {T, X, X, X, X, X, X, T, T},

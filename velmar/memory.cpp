@@ -13,7 +13,7 @@ bool capacity_is_invalid(size_t destMax) {
     return destMax - 1 > STRING_MAX_LEN - 1;
 }
 
-// Neither length is 0.
+// Either both lengths are 0, or neither is.
 bool ranges_are_disjoint(const void* first, size_t firstLength, const void* second, size_t secondLength) {
     const auto a = reinterpret_cast<uintptr_t>(first);
     const auto b = reinterpret_cast<uintptr_t>(second);
@@ -117,13 +117,15 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count) {
 
     const size_t length = strnlen(dest, destMax);
     // src == end of dest is no overlap: the string ends before it.
-    if (src > dest && src < dest + length) return reset_string(dest, EOVERLAP_RESET);
+    const auto begin = reinterpret_cast<uintptr_t>(dest);
+    const auto source = reinterpret_cast<uintptr_t>(src);
+    if (source > begin && source < begin + length) return reset_string(dest, EOVERLAP_RESET);
     if (length == destMax) return reset_string(dest, EINVAL_RESET);
 
     const size_t room = destMax - length;  // the terminator included
     size_t readable = count < room ? count : room;
-    if (src > dest) {  // the appended text would run into the source there, so no more of it is looked at
-        const auto distance = static_cast<size_t>(src - (dest + length));
+    if (source > begin) {  // appending this many characters reaches src itself, so no more of it is read
+        const size_t distance = source - (begin + length);
         if (distance < readable) readable = distance;
     }
     const size_t added = strnlen(src, readable);

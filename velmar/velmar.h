@@ -2,7 +2,7 @@
 //
 // Every function takes the capacity of its destination, writes nothing beyond it, and reports by its result.
 // None logs, asserts or aborts. They keep no state, so they may be called from several threads at once, for
-// different destinations. The exception is the formatter's wide conversions (%lc, %ls, %C, %S): they call
+// different destinations. The exception is the formatter's wide conversions (such as %lc and %S): they call
 // wctomb, which may keep a shift state for the whole process.
 #pragma once
 
@@ -27,47 +27,51 @@ constexpr int EOVERLAP_RESET = 182;  // src and dest overlap; reset
 constexpr size_t MEM_MAX_LEN = 0x7FFFFFFF;
 constexpr size_t STRING_MAX_LEN = 0x7FFFFFFF;
 
-// Fills the first `count` bytes of `dest` (capacity `destMax` bytes) with the byte `c`.
-// EOK; ERANGE; EINVAL; ERANGE_RESET when count > destMax: all destMax bytes are then filled with `c`.
-// A capacity of 0 together with a count of 0 is EOK, unless `dest` is null.
+// Fills the first `count` bytes of `dest` (capacity `destMax` bytes) with the byte `c`. Returns EOK, ERANGE,
+// EINVAL, or ERANGE_RESET when count > destMax: all destMax bytes are then filled with `c`. A capacity of 0
+// together with a count of 0 is EOK, unless `dest` is null.
 int memset_s(void* dest, size_t destMax, int c, size_t count);
 
-// Copies `count` bytes from `src` to `dest` (capacity `destMax` bytes).
-// EOK; ERANGE; EINVAL; EINVAL_RESET (src null), ERANGE_RESET (count > destMax), EOVERLAP_RESET: all destMax
-// bytes are then zero. `dest` equal to `src`, or a count of 0, copies nothing and is EOK.
+// Copies `count` bytes from `src` to `dest` (capacity `destMax` bytes). Returns
+// EOK, ERANGE, EINVAL or, with all destMax bytes of `dest` zero, EINVAL_RESET (src
+// null), ERANGE_RESET (count > destMax) or EOVERLAP_RESET. With otherwise valid
+// arguments, `dest` equal to `src`, or a count of 0, copies nothing and is EOK.
 int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
-// Copies at most `count` characters of the string `src` to `dest` (capacity `destMax`
-// bytes) and terminates. A source longer than `count` is cut silently. EOK; ERANGE; EINVAL;
-// EINVAL_RESET (src null), ERANGE_RESET (no room for the characters and the terminator, or
-// count above the limit), EOVERLAP_RESET: `dest` is then "". A count of 0 makes `dest` the
-// empty string and is EOK. Bytes of `dest` after the terminator stay as they are.
+// Copies at most `count` characters of the string `src` to `dest` (capacity `destMax` bytes) and
+// terminates. A longer source is cut silently. Returns EOK, ERANGE, EINVAL or, with `dest` made the
+// empty string, EINVAL_RESET (src null), ERANGE_RESET (no room for the characters and the terminator,
+// or count above the limit) or EOVERLAP_RESET. With otherwise valid arguments, a count of 0 makes
+// `dest` the empty string and is EOK. Bytes of `dest` after the terminator stay as they are.
 int strncpy_s(char* dest, size_t destMax, const char* src, size_t count);
 
-// Appends at most `count` characters of `src` to the string in `dest` (capacity of
-// the whole buffer `destMax` bytes). EOK; ERANGE; EINVAL; EINVAL_RESET (src null, or
-// `dest` holds no terminator within destMax bytes), ERANGE_RESET and EOVERLAP_RESET
-// as for strncpy_s: `dest` is then "". A count of 0 changes nothing and is EOK.
+// Appends at most `count` characters of `src` to the string in `dest` (capacity of the whole buffer
+// `destMax` bytes). Returns EOK, ERANGE, EINVAL or, with `dest` made the empty string, EINVAL_RESET
+// (src null, or `dest` holds no terminator within destMax bytes), ERANGE_RESET or EOVERLAP_RESET,
+// as strncpy_s does. With otherwise valid arguments, a count of 0 changes nothing and is EOK.
 int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 
 // Format into `dest` (capacity `destMax` bytes), at most `count` characters; (size_t)-1 as `count` means as
 // many as fit. No argument may overlap `dest`. Return the number of characters written without the
 // terminator, or -1. After -1 `dest` holds
 //   - the first `count` characters of the text when that was too long and count < destMax,
-//   - the empty string when the text did not fit destMax, the format is invalid, or an argument is refused
-//     (destMax above 0x7FFFFFFF, count 0x7FFFFFFF or more, a null format),
-//   - what it held when destMax is 0.
+//   - its old contents when destMax is 0,
+//   - the empty string in every other case: the text did not fit destMax, the format is invalid, a wide string
+//     has a character without a multibyte form, or an argument is refused (destMax above 0x7FFFFFFF, count
+//     0x7FFFFFFF or more, a null format).
 //
 //   %[flags][width][.precision][size]conversion
 //   flags       space # + - 0            width, precision   digits or *
 //   size        h hh l ll j z t w L q I I32 I64; N and Z are ignored
 //   conversion  d i u o x X p c C s S e E f F g G
 //
-// Anything else after a '%', including 'n' and 'a', is an invalid format. A null %s prints "(null)", a null
-// %p "(nil)". A wide character that has no multibyte form prints nothing; in a wide string it fails the call.
-// Memory is allocated only for floating point: for a text that may have 512 characters or more (the precision
-// plus 349, or plus 4,972 with L, or the width), and for a directive of 16 characters or more. When that
-// fails, or the precision is near INT_MAX, the conversion prints nothing, and the call goes on.
+// "%%" prints a per cent sign. An I that none of 32, 64, d i o u x X follows ends the directive;
+// it and the rest are text. Anything else after a '%', including 'n' and 'a', is an invalid
+// format. A null %s prints "(null)", a null %p "(nil)". A wide character that has no multibyte
+// form prints nothing; in a wide string it fails the call. Memory is allocated only for floating
+// point: for a text that may have 512 characters or more (the precision plus 349, or plus 4,972
+// with L or q, or the width), and for a directive of 16 characters or more. When that fails, or
+// the precision is near INT_MAX, the conversion prints nothing, and the call goes on.
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...);
 int vsnprintf_s(char* dest, size_t destMax, size_t count, const char* format, va_list argList);
 
