@@ -41,9 +41,9 @@ const char* GetKeyValue(const char* line);
 // non-space character. Null, and "param error.", for null.
 char* Trim(char* text);
 
-// The next non-empty line of `stream`, or null at its end, on a read error
-// and for a line that begins with a NUL. After a last line that has a line
-// feed comes one more, of the single byte 0xFF. "param error" for null.
+// The next non-empty line of `stream`, or null at its end and for a line that begins
+// with a NUL; on a read error, the part read so far, or null. After a last line that
+// has a line feed comes one more, of the single byte 0xFF. "param error" for null.
 char* ReadLine(FILE* stream);
 
 // Reads on until the section's header line: true, with the stream at the line after it; false at the end of
@@ -54,10 +54,10 @@ bool SectionExists(FILE* stream, const char* section);
 // (nothing logged), at the end of the file ("not found the key") and for null ("param error").
 bool KeyExists(FILE* stream, const char* key);
 
-// Whether `line` contains "[section]", of which the first 127 characters count (a name of 126 loses the ']').
-// "param error." for null.
+// Whether `line` contains "[section]", of which the first 127 characters count
+// (a name of 126 characters or more loses the ']'). "param error." for null.
 bool SectionExistsInLine(const char* line, const char* section);
 
-// Trims `line` in place; whether it contains `key` anywhere and has, after as many characters as the key is
-// long (and any spaces), '=' or its end. "param error." for null.
+// Cuts the trailing spaces off `line`. True when it contains `key` anywhere and, after as
+// many characters as the key has and any spaces, has '=' or ends. "param error." for null.
 bool KeyExistsInLine(char* line, const char* key);

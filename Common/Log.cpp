@@ -50,7 +50,7 @@ void OpenStream(const char* mode) {
 
 // Opens the stream if need be, moves to its end, and empties a file that has grown too large. The seek also
 // pushes the previous line out of the stream's buffer. Kept: there is no other flush, so the newest line is
-// always missing from the file.
+// missing from the file until the next call or until the log is closed.
 bool PrepareStream() {
     if (g_stream == nullptr) OpenStream("a+");
     if (g_stream == nullptr) return false;

@@ -1,4 +1,5 @@
-// Every absolute path of the daemon. ZERBIN_ROOT is empty in the installed daemon, and a folder on a desk.
+// Every absolute path of the daemon. ZERBIN_ROOT is empty in the installed
+// daemon; where it runs on a desk (see desk/desk), it is the desk's folder.
 #pragma once
 
 #ifndef ZERBIN_ROOT

@@ -34,7 +34,7 @@ bool IsTrimmed(char c) {
     return c == ' ' || c == '[' || c == ']' || c == '\n' || c == '\r';
 }
 
-// Logs a text of the function's own and returns false, for functions that end with it.
+// Logs `message` under the name `function` and returns false, so that a function can end with it.
 bool Fail(const char* function, const char* message) {
     Log(kSource, function, "%s", message);
     return false;
@@ -250,8 +250,8 @@ bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime) {
     if (pName == nullptr) return Fail("IsVolumeExist", "param error");
     Log(kSource, "IsVolumeExist", "IsVolumeExist Enter");
     if (testTime <= 0) return Fail("IsVolumeExist", "testTime <= 0, can't check.");
-    char* joined =
-        nullptr;  // Kept: stays null without a prefix, so the log shows "(null)" instead of the path.
+    // Kept: stays null without a prefix, so the log shows "(null)" instead of the path.
+    char* joined = nullptr;
     if (!IsEmpty(pPrefix)) {
         joined = JoinPath(pPrefix, pName);
         if (joined == nullptr) return Fail("IsVolumeExist", "malloc failed, IsVolumeExist exit failed");
@@ -329,7 +329,7 @@ bool ChooseNewestVolume(const VolumePath& path) {
 // The steps of GetTempVolumeName that need the path's block.
 bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen, int32_t testTime) {
     path->spacedName = WriteSpacedName(path->text + path->prefix, pVPStr);
-    // GCOVR_EXCL_BR_START: the name's first character gets no space, so that there is always room
+    // GCOVR_EXCL_BR_START: the name's first character gets no space, so there is always room
     if (!IsVolumeExist(path->text, nullptr, testTime) || path->spacedName >= path->nameRoom)
         return FailVolumeNotFound(path->text);
     if (!ChooseNewestVolume(*path)) return false;
@@ -421,8 +421,8 @@ bool AllocateCommand(SetupRun* run) {
     return true;
 }
 
-// Kept: the command is logged as a format of its own, so a '%' in a path shows as what it would convert.
-// There are no arguments; each value asked for is 0 or null.
+// Kept: the command is logged as a format of its own, so a '%' in a path is read as a
+// directive. There are no arguments; every value that a directive asks for is 0 or null.
 bool RunCommand(const SetupRun& run) {
     char message[kMessageSize];
     velmar::format_without_arguments_s(message, sizeof message, sizeof message - 1, run.command);

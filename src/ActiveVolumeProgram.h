@@ -23,7 +23,7 @@ bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen);
 // Returns -1 on failure. With a null or empty argument or a size below 1 nothing changes. Else the stream
 // stands at the end of the file, at the start of the bracketed line, or, when the value's length reaches the
 // limit *pLen, at the start of the key's line: then *pLen is the size needed (length plus 1) and
-// `pKeyIOValue` is empty; otherwise it holds the trimmed name. A null `pLen` is no limit.
+// `pKeyIOValue` is empty; otherwise it holds the trimmed name. A null `pLen` means no limit.
 int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLen, bool bSection);
 
 // Whether `pKey` of `pSection` in the file has the value
@@ -35,12 +35,13 @@ bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char
 // `testTime` below 1, and for a null name, which gets only "param error".
 bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime);
 
-// Finds the volume that a disk image mounts. In: `pVPStr` (capacity `nSize` bytes) is the image's base name.
-// The volume's name has a space before each capital ("Third Party Setup"); after a wait of up to `testTime`
-// seconds for it, the highest of the unbroken run of numbered copies " 1", " 2", ... is taken. True with the
-// whole path in `pVPStr`. Otherwise false, with `pVPStr` unchanged; a path whose length reaches the limit
-// *pLen sets *pLen to the size needed. A null `pLen` logs only "param error"; an empty name and a lack of
-// memory log nothing at the exit.
+// Finds the volume that a disk image mounts. In: `pVPStr` (capacity `nSize` bytes) is the image's base
+// name, `pPrefix` the folder of volumes with its trailing '/'. The volume's name has a space before
+// each capital ("Third Party Setup"), except at the start and after a space; after a wait of up to
+// `testTime` seconds for it, the highest of the unbroken run of numbered copies " 1", " 2", ... is
+// taken. True with the whole path in `pVPStr`. Otherwise false, with `pVPStr` unchanged; a path whose
+// length reaches the limit *pLen sets *pLen to the size needed, and logs two messages at the exit. A
+// null `pLen` logs only "param error"; an empty name and a lack of memory log nothing at the exit.
 bool GetTempVolumeName(char* pVPStr, int32_t nSize, int64_t* pLen, const char* pPrefix, int32_t testTime);
 
 // Runs the third-party setup that section [SD_THIRDPARTY_SETUP] of `pSetupFile` names, if SD_THIRD_SETUP is

@@ -9,7 +9,7 @@ bool RunShellProgram(const char* command, int tries);
 
 // Runs `command` with its standard output redirected to the capture file (10 tries), and reads at most `size`
 // bytes of that into `output`, whose last byte is then NUL. True when the command succeeded and printed
-// something. False otherwise; a null argument, a size below 1 or a command that begins with the digit '0'
-// leaves `output` untouched, any other failure zero-filled. The capture file is removed once it could be
-// opened. Sleeps at least 1 second. Logs "enter RunShellCmd (%s)", "recv [%s]" and each failure.
+// something. False otherwise: a null argument, a size below 1 or a command that begins with the digit '0'
+// leaves `output` untouched, any other failure leaves it zero-filled. The capture file is removed if it could
+// be opened. Sleeps at least 1 second. Logs "enter RunShellCmd (%s)", "recv [%s]" and each failure.
 bool RunShellCmd(const char* command, char* output, int size);

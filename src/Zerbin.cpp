@@ -1,6 +1,6 @@
 // The daemon's life, in the order in which it happens: main, the search for a modem that is there already,
 // and then what the run loop calls. All messages are kept to the letter, with their misspellings, blanks and
-// line ends, because others read the log by them.
+// line ends, because people and tools search the log for them.
 #include "src/Zerbin.h"
 
 #include <IOKit/IOKitLib.h>
@@ -29,15 +29,14 @@ constexpr char kModemPort[] = "TOVRIKMobile-Pcui";
 constexpr char kDefaultLabel[] = "Pelluria";
 constexpr size_t kLabelSize = 64;
 constexpr int kPortProbes = 10;
-constexpr unsigned kPortSeconds = 1;  // between two probes
-constexpr int32_t kModemVolumeSeconds =
-    300;  // the longest wait for the volume of a modem that is there already
+constexpr unsigned kPortSeconds = 1;          // between two probes
+constexpr int32_t kModemVolumeSeconds = 300;  // the longest wait for the volume of a modem found at the start
 
 constexpr DADiskOptions kMountAutomaticOption = 0x10;  // kDADiskOptionMountAutomatic is in no public header
 
 constexpr char kOwnerQuery[] = "ps aux | awk -v PID=%d '$2 == PID { print $1 }'";
-constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";  // in brackets, so that grep does not find itself
-constexpr size_t kOwnerSize = 256;      // the query for an owner; the owner's name with its line end
+constexpr char kFinderQuery[] = "ps -A | grep 'Finder[.]'";  // brackets keep grep from finding itself
+constexpr size_t kOwnerSize = 256;      // the owner query; an owner's name with its line end
 constexpr size_t kFinderSize = 1024;    // what the query for a Finder prints
 constexpr size_t kPortSize = 1024;      // a path of the registry
 constexpr size_t kLaunchSize = 512;     // the application's path, and the command that launches it
@@ -45,10 +44,11 @@ constexpr unsigned kFinderSeconds = 5;  // between two queries
 constexpr int kLaunchTries = 10;
 constexpr char kOpenQuoted[] = "open \"";  // the head of the setup's commands
 
-// The daemon may be started by anything, and inherits what that left behind. A standard descriptor that is
-// closed would be taken by the log or the setup file, and commands would write into those. While SIGCHLD is
-// ignored, `system` never learns how a command ended. SIGXFSZ would end the daemon where a limit on the size
-// of files should only cost it lines of its log.
+// Whatever starts the daemon decides which descriptors and signal settings it inherits. A file or
+// pipe that the daemon opens must not land on a closed standard descriptor: its commands would
+// then write into the wrong place, or start without a standard output. While SIGCHLD is ignored,
+// `system` never learns how a command ended. SIGXFSZ would end the daemon where a limit on the
+// size of files should only cost it lines of its log; commands inherit that it is ignored.
 void PutProcessInOrder() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (fcntl(descriptor, F_GETFD) == -1) open(kNullDevice, O_RDWR);  // takes the lowest one that is free
@@ -89,13 +89,15 @@ void ServePresentModem(const char* label) {
 CFDictionaryRef CreateMatch(const char* label) {
     CFMutableDictionaryRef match = CFDictionaryCreateMutable(
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    // Kept: MacRoman; a label with letters outside ASCII matches only if the configuration is written in it.
+    // Kept: MacRoman; a label with letters outside ASCII
+    // matches only if the configuration is in MacRoman, too.
     CFStringRef name = CFStringCreateWithCString(nullptr, label, kCFStringEncodingMacRoman);
     CFDictionarySetValue(match, kDADiskDescriptionVolumeNameKey, name);
     return match;  // NOLINT(clang-analyzer-osx.cocoa.RetainCount): nothing main creates is released
 }
 
-// Kept: the setup file's scanner reads this key, the INI reader the label, and they accept different files.
+// Kept: the setup file's scanner reads this key and the INI
+// reader the label, from one file with different rules.
 void ChooseMountArgument() {
     if (IsKeyValueCaseEqual(kConfigFile, "Volumes", "disable_cdrom", "true")) {
         gMountArgs[0] = CFSTR("nobrowse");
@@ -201,8 +203,8 @@ void DiskPeekCallback(DADiskRef disk, void* /*context*/) {
 
 namespace {
 
-// Reads the first line that `pipe` gives, with its line end, into kOwnerSize bytes. Logs `failure` when there
-// is none, and closes the pipe.
+// Reads the first line that `pipe` gives, with its line end, into `line` (kOwnerSize
+// bytes), and closes the pipe. Logs `failure` when there is no line; a null pipe has none.
 void ReadFirstLine(FILE* pipe, char* line, const char* failure) {
     if (pipe == nullptr || fgets(line, kOwnerSize, pipe) == nullptr)
         Log(kSource, "DiskMountCallback", "%s", failure);
@@ -223,7 +225,8 @@ bool OwnsConsole(pid_t pid) {
         return false;
     }
     ReadFirstLine(pipe, owner, "fgets pname failed!");
-    // Kept: unlike the first, a second pipe that cannot be opened ends nothing; the owner is then empty.
+    // Kept: unlike the first, a second pipe that cannot be
+    // opened ends nothing; the console's owner is then empty.
     ReadFirstLine(popen(kConsoleOwnerQuery, "r"), consoleOwner, "fgets active failed!");
 
     if (strcmp(consoleOwner, owner) != 0) {
@@ -239,12 +242,12 @@ void WaitForFinder() {
     char output[kFinderSize];
     for (;;) {
         velmar::memset_s(output, sizeof output, 0, sizeof output);
-        const bool isAnswered = RunShellCmd(kFinderQuery, output, sizeof output);
-        if (isAnswered && output[0] != '\0') return;
-        if (isAnswered)
+        if (!RunShellCmd(kFinderQuery, output, sizeof output))
+            Log(kSource, "DiskMountCallback", "send cmd failed, not run board app");
+        else if (output[0] == '\0')
             Log(kSource, "DiskMountCallback", "No fond Finder, not run board app");
         else
-            Log(kSource, "DiskMountCallback", "send cmd failed, not run board app");
+            return;
         sleep(kFinderSeconds);
     }
 }
@@ -272,7 +275,7 @@ void ComposeLaunchCommand(char* command) {
 void DiskMountCallback(DADiskRef /*disk*/, DADissenterRef /*dissenter*/, void* /*context*/) {
     Log(kSource, "DiskMountCallback", "DiskMountCallback Enter");
     const pid_t pid = getpid();
-    // Kept: a process number of 0, which none has, would skip the check.
+    // Kept: a process ID of 0, which a daemon never has, would skip the check.
     if (pid != 0 && !OwnsConsole(pid)) return;
 
     WaitForFinder();
