@@ -1,0 +1,235 @@
+#!/bin/sh
+# common.sh: what install, uninstall, set-user, status and package share. They read it when $here holds their folder.
+# shellcheck disable=SC2034 # variables that only they use
+
+# As root, nothing comes from the caller's environment. Anybody else keeps his PATH, in which a desk has its commands.
+zerbin_path=$PATH
+PATH=/usr/bin:/bin:/usr/sbin:/sbin
+me=$(id -u)
+[ "$me" = 0 ] || PATH=$zerbin_path:$PATH
+LC_ALL=C
+export PATH LC_ALL
+unset CDPATH IFS
+umask 022
+here=$(cd -- "$here" && pwd)
+
+say() { printf '%s\n' "$*"; }
+
+complain() { printf '%s: %s\n' "${0##*/}" "$*" >&2; }
+
+fail() {
+    complain "$@"
+    exit 1
+}
+
+# The comment at a script's top is its help; the first line of it is its usage.
+help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; }
+
+misuse() {
+    printf 'usage: %s\n' "$(help | head -n 1)" >&2
+    exit 2
+}
+
+# A text that somebody else wrote, fit for a terminal.
+plain() { printf '%s' "$1" | tr -c '[:print:]' '?'; }
+
+is_root() { [ "$me" = 0 ]; }
+
+# ---- Where everything lies
+
+# Takes the folder in front of all paths; without one they are those of the machine itself.
+take_root() {
+    case $1 in
+    '') misuse ;;
+    /*) root=$1 ;;
+    *) root=$PWD/${1#./} ;;
+    esac
+    case $root in *[!A-Za-z0-9/._+\ -]*) fail "use letters, digits, blanks and . _ + - only: $(plain "$root")" ;; esac
+    case $root/ in */../* | */./*) fail "use a path without . and .. in it: $root" ;; esac
+    root=$(printf '%s' "$root" | tr -s /)
+    root=${root%/}
+}
+
+set_paths() {
+    item=$root/Library/StartupItems/TovrikZerbin
+    share=$root/usr/local/share/zerbin
+    folder=$root/usr/local/DatacardService
+}
+
+# Whether a path, without the root, can be that of a file which some version has installed. A receipt is believed within
+# this list only, whoever wrote it. The configuration is not in it: it is the user's.
+is_ours() {
+    case $1 in *[!A-Za-z0-9/._-]* | */.* | */config.new | */) return 1 ;; esac
+    case ${1%/*}:${1##*/} in
+    /usr/local/share/zerbin:* | /usr/local/share/zerbin/explain:*) ;;
+    /Library/StartupItems/TovrikZerbin:config) return 1 ;;
+    /Library/StartupItems/TovrikZerbin:*) ;;
+    /Library/LaunchAgents:tovrik.zerbin*.plist) ;;
+    /usr/local/bin:zerbin-*) ;;
+    /usr/local/share/man/man[1-8]:zerbin*.[1-8]) ;;
+    *) return 1 ;;
+    esac
+}
+
+# The paths in a receipt.
+receipt_paths() {
+    [ -f "$1" ] && [ ! -L "$1" ] || return 0
+    head -n 200 "$1" | while read -r mode _ _ _ path; do
+        case $mode:$path in '#'* | *:) continue ;; esac
+        if is_ours "$path"; then
+            say "$path"
+        else
+            say "note: the receipt names $(plain "$path"), which is none of Zerbin's files; it is left alone" >&2
+        fi
+    done
+}
+
+# The version that is installed, or nothing.
+installed_version() {
+    [ -f "$share/VERSION" ] || return 0
+    head -n 1 "$share/VERSION" | tr -cd '0-9.' | cut -c 1-20
+}
+
+# ---- Who may change what
+
+# The given folders and all above them, each after those above it.
+ways() {
+    for way; do
+        while [ -n "$way" ]; do
+            say "$way"
+            way=${way%/*}
+        done
+    done | sort -u
+}
+
+# Prints those of the given folders, and of all above them, that root does not have for himself. On a Mac, access lists
+# can allow what the mode does not show.
+shared_ways() {
+    all=$(ways "$@")
+    set -- /
+    while IFS= read -r way; do
+        if [ -e "$way" ] || [ -L "$way" ]; then set -- "$@" "$way"; fi
+    done <<END
+$all
+END
+    find "$@" -prune \( ! -type d -o ! -user 0 -o -perm -020 -o -perm -002 \)
+    allows_others "$@" || return 0
+    for way; do
+        if allows_others "$way"; then say "$way"; fi
+    done
+}
+
+# shellcheck disable=SC2010 # nothing else shows the lists
+allows_others() { ls -lde "$@" 2>/dev/null | grep -Eq ' allow .*(add_|append|chown|delete|write)'; }
+
+# Whoever can write a folder on the way to a file can put another in its place, now or later: the sticky bit keeps him
+# from taking away what is not his, but not from being there first. A folder that nobody else can write, checked from
+# the top down, stays what it is while the caller runs.
+check_ways() {
+    is_root || return 0
+    shared=$(shared_ways "$@" | head -n 1)
+    [ -n "$shared" ] || return 0
+    if [ ! -d "$shared" ] || [ -L "$shared" ]; then fail "$shared is not a folder; remove it"; fi
+    fail "users other than root can write $shared, and could replace what root runs; change that: chown root '$shared' &&" \
+        "chmod go-w '$shared' (on a Mac, where it has an access list, also chmod -N '$shared'; MACOS.md has more)"
+}
+
+user_name() { id -un -- "$1" 2>/dev/null || say "user $1"; }
+
+# shellcheck disable=SC2012 # the owner's number; stat(1) has other options on each system
+owner() { ls -ldn "$1" 2>/dev/null | awk '{ print $3 }'; }
+
+# The user at the console, asked for as the daemon does; nothing while only the system's own users are there.
+console_user() {
+    console=$(stat -f%Su /dev/console 2>/dev/null) || return 0
+    case $console in root | _* | *[!A-Za-z0-9._-]*) ;; *) say "$console" ;; esac
+}
+
+# Whom the daemon is for, as a number: $1, else whom it was for before, else the user at the console. Empty if nobody.
+choose_user() {
+    if [ -n "$1" ]; then
+        id -u -- "$1" 2>/dev/null || fail "there is no user $(plain "$1")"
+    elif ! is_root; then
+        say "$me"
+    elif [ -d "$folder" ] && [ "$(owner "$folder")" != 0 ]; then
+        owner "$folder"
+    else
+        console=$(console_user)
+        [ -z "$console" ] || id -u -- "$console"
+    fi
+}
+
+check_user() {
+    [ -n "$1" ] || fail 'nobody is at the console; say whose daemon it is, by --user NAME'
+    [ "$1" != 0 ] || [ -n "$root" ] || fail 'the daemon must not run as root'
+    is_root || [ "$1" = "$me" ] || fail 'only root can do that for somebody else'
+}
+
+# ---- The folder of the log
+
+# A name beside $1 that nothing has.
+free_name() {
+    for number in '' .1 .2 .3 .4 .5 .6 .7 .8 .9; do
+        if [ ! -e "$1.old$number" ] && [ ! -L "$1.old$number" ]; then
+            say "$1.old$number"
+            return
+        fi
+    done
+    complain "there is no free name for $1; remove some of those that begin with $1.old"
+    return 1
+}
+
+# A log or an answer that is not the user's own file (a link, the file of the user before) makes way, within the folder.
+make_way() {
+    for path in "$folder/Zerbin.log" "$folder/cmd.txt"; do
+        [ -e "$path" ] || [ -L "$path" ] || continue
+        [ -z "$(find "$path" -prune -type f -links 1 -user "$1")" ] || continue
+        name=$(free_name "$path") && mv -f "$path" "$name" || return
+        say "moved $path, which is not this user's own file, to $name"
+    done
+}
+
+# Whether root is alone with its folder: an access list can allow others what the mode forbids them, and in a volume that
+# its owner has mounted there, everybody may seem to own everything.
+is_alone() {
+    if allows_others "$folder"; then
+        complain "$folder has an access list; remove it, with chmod -N '$folder'"
+        return 1
+    elif [ "$(volume_of "$folder")" != "$(volume_of "$folder/..")" ]; then
+        complain "a volume is mounted at $folder; unmount it"
+        return 1
+    fi
+}
+
+# Gives the folder of the log to a user. Until then it is somebody's who may be hostile, so it becomes root's first: nobody
+# else can change it then, not even through a folder that he holds open, and what is found in it stays.
+hand_over() {
+    if is_root; then
+        next=$(owner "$folder")
+        chown -h 0:0 "$folder"
+        chmod 700 "$folder"
+        chmod -N "$folder" 2>/dev/null || : # a Mac's
+        is_done=''
+        if is_alone && make_way "$1"; then is_done=yes next=$1; fi
+        chmod 755 "$folder"
+        chown -h "$next" "$folder"
+        [ -n "$is_done" ] || exit 1
+    else
+        chmod 755 "$folder"
+        make_way "$1"
+    fi
+}
+
+volume_of() { df -P "$1" | awk 'NR == 2 { print $1, $NF }'; }
+
+# Where a new sample of the configuration goes: over the configuration while nobody has changed that, else beside it,
+# and nowhere if it is the old sample. $1 is the old one, $2 the new one.
+name_for_sample() {
+    if cmp -s "$item/config" "$2"; then
+        :
+    elif [ ! -e "$item/config" ] && [ ! -L "$item/config" ] || cmp -s "$item/config" "$1"; then
+        say config
+    elif ! cmp -s "$1" "$2"; then
+        say config.new
+    fi
+}
