@@ -1,6 +1,5 @@
-// What stands behind the calls that the daemon makes, in the test program. The linker hands them to
-// fakes.cpp, which counts them, fails them on request, and writes them down. Outside of Happened they go
-// through to the C library, so that the test framework never meets a fault.
+// What stands behind the calls that the daemon makes, in the test program. seam.h gives them the names of the
+// fakes, which count them, fail them on request, and write them down.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <ostream>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,8 +18,8 @@ namespace fakes {
 using std::string;
 
 // What a command that contains `part` does, run or read through a pipe: its raw wait statuses one after the
-// other (the last for ever; none: 0), what it prints, and the error number it leaves. Any other command
-// prints nothing and gives 0. A redirection and "rm -f" are really done.
+// other (the last for ever; none: 0), what it prints, and the error number it leaves (0: none). Any other
+// command prints nothing and gives 0. A redirection and "rm -f" are really done.
 struct Answer {
     string part;
     std::vector<int> statuses;
@@ -32,6 +32,8 @@ struct Scene {
     std::map<string, int> calls;                    // made so far, of those that can be made to fail
     std::map<string, std::pair<int, bool>> faults;  // the number of the call that fails, and whether for ever
     bool countLog = false;           // whether calls on the daemon's log file count, and fail, too
+    long long start = 0;             // where files that it opens stand at first
+    std::set<int> closed;            // of the standard descriptors
     std::vector<Answer> answers;     // the first that fits is taken
     std::vector<const char*> ports;  // the callout paths of the serial services; null: a service without one
     bool refuseMount = false;
@@ -39,19 +41,21 @@ struct Scene {
     std::function<void()> onSecond = [] {};   // called at the end of each of them
     std::function<void()> onRunLoop = [] {};  // what happens while the run loop runs
     time_t now = 1236243852;                  // 2009-3-5 9:04:12
-    std::vector<size_t> sizes;                // asked for by malloc
+    std::function<tm*(const time_t*, tm*)> localTime = localtime_r;
+    std::vector<size_t> sizes;  // asked for by malloc
+    int written = 0;            // what __vsprintf_chk returns, unless 0
 };
 extern Scene scene;
 
 // Makes the n-th call from now on of that name fail with error number EIO, or all from that one on.
 void Fail(const string& call, int n, bool forEver = false);
 
-// Runs `call` with everything above in force. Returns the log lines, without number and time, and between
-// them, after an asterisk, the calls; the root folder is left out of all paths.
+// Runs `call`. Returns the log lines, without number and time, and between them, after an asterisk, the
+// calls, each in a line; the root folder is left out of all paths.
 string Happened(const std::function<void()>& call);
 
-// What has not been given back: memory blocks, streams (but for the log), pipes, properties of services; one
-// per line. Forgets it.
+// What has not been given back: memory blocks, streams (but for the log), pipes, folders, properties of
+// services; one per line. Forgets it.
 string TakeHeld();
 
 // A disk with the modem's label arrives and is mounted, or refused. To be called from onRunLoop.
@@ -67,24 +71,28 @@ void MakeMachine();  // the daemon's folders, in the folder one is in, no log, a
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
+string Quoted(const char* text);  // 'text', or null
 
 using Result = std::ostream&;
 
 // A test on an empty machine that has the daemon's folders and a log. It records what happens in each of its
-// cases; at its end, the record must be golden/<suite>.<test>.log. A record that differs is left in the
-// folder of the test program: look at every difference before you copy it.
+// cases; CONTRIBUTING.md has the notation. At its end, the record must be golden/<suite>.<test>.log.
 class DaemonTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Records the name, what happened (only the lines that contain one of the parts, if there are any), what
-    // `call` writes to its stream, and what is still held. Afterwards the scene is fresh.
-    void Case(const string& name, const std::function<void(Result)>& call) { Case(name, {}, call); }
-    void Case(const string& name, const std::vector<string>& parts, const std::function<void(Result)>& call);
+    // Records the title, which no other case of the test has; what happened, without lines that only say that
+    // a function was entered, or only the lines that contain one of the parts; what `call` writes to its
+    // stream; and what is still held. Afterwards the scene is fresh.
+    void Case(const string& title, const std::function<void(Result)>& call) { Case(title, {}, call); }
+    void Case(const string& title, const std::vector<string>& parts, const std::function<void(Result)>& call);
+
+    const std::vector<string> kEverything = {""};
 
 private:
     string record_;
+    std::set<string> titles_;
 };
 
 }  // namespace fakes

@@ -75,7 +75,7 @@ Life Live(const string& scenario, const string& call = "", int n = 0, bool isFor
     life.log.resize(life.log.size() - life.served.size());
     EXPECT_EQ(Shown(Read(kFile)), Shown(kMarked));
     const string held = TakeHeld();  // what a mark that fails leaves is left as is
-    EXPECT_TRUE(held.empty() || (call[0] == 'f' && Count(held, kFile) && Count(held, "block 2054"))) << held;
+    EXPECT_TRUE(held.empty() || (call[0] == 'f' && Count(held, kFile) && Count(held, "block of 2054"))) << held;
     return life;
 }
 

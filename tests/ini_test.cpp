@@ -13,14 +13,10 @@ void Select(const string& lines) {
     SetIniFileName(Path("/f").c_str());
 }
 
-string Show(const char* text) {
-    return text ? "'" + string(text) + "' " : "null ";
-}
-
 TEST_F(IniTest, ReadString) {
     const auto check = [&](const string& content) {
         Select(content);
-        Case(content, [](Result result) { result << Show(ReadString("A", "name", "D")); });
+        Case(content, [](Result result) { result << Quoted(ReadString("A", "name", "D")); });
     };
     for (const char* values : {"[A]|  name =  x y  |", "[A]|name=   |", "[A]|name=a=b|", "[A]|name=\tx\t|",
                                "[A]|name\t=x|", "[A]|name=x", "\r|[\rA]\r|\r||na\rme=x\r|", "[A]|name=x~y|",
@@ -41,49 +37,52 @@ TEST_F(IniTest, Calls) {
     char spaces[] = "  ", text[] = "  a b  ";
     Select("[A]|number=3|name=  x  |");
     Case("other section", [](Result result) {
-        result << Show(ReadString("B", "name", "D")) << Show(ReadStringEx("B", "name", "D"));
+        result << Quoted(ReadString("B", "name", "D")) << Quoted(ReadStringEx("B", "name", "D"));
     });
     Case("other key", [](Result result) {
-        result << Show(ReadStringEx("A", "no", nullptr)) << Show(GetInitKey("", "A", "no"));
+        result << Quoted(ReadStringEx("A", "no", nullptr)) << Quoted(GetInitKey("", "A", "no"));
     });
     Case("found", [](Result result) {
-        result << Show(ReadStringEx("A", "name", nullptr)) << Show(GetInitKey(nullptr, "A", "name"))
+        result << Quoted(ReadStringEx("A", "name", nullptr)) << Quoted(GetInitKey(nullptr, "A", "name"))
                << ReadInteger("A", "number", -7);
         const char* first = ReadString("A", "name", "D");
-        result << Show(ReadString("A", "number", "D")) << Show(first);
+        result << Quoted(ReadString("A", "number", "D")) << Quoted(first);
     });
     Case("texts", [&](Result result) {
-        result << Show(GetKeyValue("a= b=c ")) << Show(GetKeyValue("a")) << Show(Trim(text)) << Show(text)
-               << Show(Trim(spaces)) << SectionExistsInLine("x[A]", "A") << SectionExistsInLine("[a]", "A");
+        result << Quoted(GetKeyValue("a= b=c ")) << Quoted(GetKeyValue("a")) << Quoted(Trim(text))
+               << Quoted(text) << Quoted(Trim(spaces)) << SectionExistsInLine("x[A]", "A")
+               << SectionExistsInLine("[a]", "A");
     });
     Case("null", [&](Result result) {
-        result << Show(ReadString(nullptr, "name", "D")) << Show(ReadString("A", nullptr, "D"))
-               << Show(ReadString("A", "name", nullptr)) << Show(ReadStringEx(nullptr, "name", "D"))
-               << Show(ReadStringEx("A", nullptr, "D")) << ReadInteger(nullptr, "name", 7)
-               << ReadInteger("A", nullptr, 7) << Show(GetInitKey("", nullptr, "name"))
-               << Show(GetInitKey("", "A", nullptr)) << Show(GetKeyValue(nullptr)) << Show(Trim(nullptr))
-               << Show(ReadLine(nullptr)) << SetIniFileName(nullptr) << SectionExists(nullptr, "A")
-               << SectionExists(stdin, nullptr) << KeyExists(nullptr, "A") << KeyExists(stdin, nullptr)
-               << SectionExistsInLine(nullptr, "A") << SectionExistsInLine("[A]", nullptr)
-               << KeyExistsInLine(nullptr, "A") << KeyExistsInLine(text, nullptr);
+        result << Quoted(ReadString(nullptr, "name", "D")) << Quoted(ReadString("A", nullptr, "D"))
+               << Quoted(ReadString("A", "name", nullptr)) << Quoted(ReadStringEx(nullptr, "name", "D"))
+               << Quoted(ReadStringEx("A", nullptr, "D")) << ReadInteger(nullptr, "name", 7)
+               << ReadInteger("A", nullptr, 7) << Quoted(GetInitKey("", nullptr, "name"))
+               << Quoted(GetInitKey("", "A", nullptr)) << Quoted(GetKeyValue(nullptr))
+               << Quoted(Trim(nullptr)) << Quoted(ReadLine(nullptr)) << SetIniFileName(nullptr)
+               << SectionExists(nullptr, "A") << SectionExists(stdin, nullptr) << KeyExists(nullptr, "A")
+               << KeyExists(stdin, nullptr) << SectionExistsInLine(nullptr, "A")
+               << SectionExistsInLine("[A]", nullptr) << KeyExistsInLine(nullptr, "A")
+               << KeyExistsInLine(text, nullptr);
     });
     Case("missing",
-         [](Result result) { result << SetIniFileName("/none") << Show(ReadString("A", "number", "D")); });
+         [](Result result) { result << SetIniFileName("/none") << Quoted(ReadString("A", "number", "D")); });
     Case("gone", [](Result result) {
-        Remove("/f"), result << Show(ReadString("A", "name", "D")) << Show(ReadStringEx("A", "name", "D"));
+        Remove("/f"),
+            result << Quoted(ReadString("A", "name", "D")) << Quoted(ReadStringEx("A", "name", "D"));
     });
     Case("folder", [](Result result) {
-        result << SetIniFileName(Path("/Volumes").c_str()) << Show(ReadString("A", "name", "D"));
+        result << SetIniFileName(Path("/Volumes").c_str()) << Quoted(ReadString("A", "name", "D"));
     });
     Select("[A]|name=x|");
     Case("path of 1100", [](Result result) {  // read under its first 1,023 characters, which name the folder
         const string path = Path(string(1090, '/') + "f");
-        result << SetIniFileName(path.c_str()) << Show(ReadString("A", "name", "D"));
+        result << SetIniFileName(path.c_str()) << Quoted(ReadString("A", "name", "D"));
     });
     for (size_t length : {125u, 126u}) {  // with its bracket, a section of 126 characters is all that counts
         Select("[" + string(length, 's') + "|name=x|");
         Case("long section",
-             [](Result result) { result << Show(ReadString(string(200, 's').c_str(), "name", "D")); });
+             [](Result result) { result << Quoted(ReadString(string(200, 's').c_str(), "name", "D")); });
     }
 }
 
@@ -92,14 +91,14 @@ TEST_F(IniTest, ReadLine) {
         Write("/f", Lines(content));
         Case(content, [](Result result) {
             FILE* file = fopen(Path("/f").c_str(), "rb");
-            while (const char* line = ReadLine(file)) result << Show(line) << "to " << ftell(file) << ", ";
+            while (const char* line = ReadLine(file)) result << Quoted(line) << "to " << ftell(file) << ", ";
             fclose(file);
         });
     }
     for (bool forEver : {false, true}) {
         Select("[A]|name=x|");
         Fail("fgetc", 6, forEver), Fail("fgets", 2, forEver);
-        Case("read error", [](Result result) { result << Show(ReadString("A", "name", "D")); });
+        Case("read error", [](Result result) { result << Quoted(ReadString("A", "name", "D")); });
     }
 }
 

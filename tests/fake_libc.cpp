@@ -1,0 +1,233 @@
+// The fakes of the C library's calls.
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "fake.h"
+
+using namespace fakes;
+using std::to_string;
+
+namespace {
+
+constexpr int kPid = 4711;
+
+// Counts a call on a stream, as Fails does, unless the stream is the log and the scene does not count it.
+bool FailsOn(FILE* stream, const string& call) {
+    const auto held = g_held.find(stream);
+    const bool isLog = held != g_held.end() && held->second == kLogHeld;
+    return isLog && !scene.countLog ? Done(false) : Fails(call);
+}
+
+// The path with one '/' for several, since systems differ in the length of a path that they take.
+string Short(string path) {
+    for (size_t at; (at = path.find("//")) != string::npos;)
+        path.erase(at, path.find_first_not_of('/', at) - at - 1);
+    return path;
+}
+
+// Notes what the command would inherit.
+void NoteInherited() {
+    for (const auto& [held, name] : g_held)
+        if (name.rfind("stream ", 0) == 0 &&
+            (fcntl(fileno(static_cast<FILE*>(const_cast<void*>(held))), F_GETFD) & FD_CLOEXEC) == 0)
+            Note({"the command inherits", name});
+}
+
+struct Answered {
+    int status = 0;
+    string output;
+    int error = 0;
+};
+
+// Does what the scene says.
+Answered Run(const string& command) {
+    const KeepError keep;
+    NoteInherited();
+    const auto fits = [&](const Answer& answer) { return command.find(answer.part) != string::npos; };
+    const auto answer = std::find_if(scene.answers.begin(), scene.answers.end(), fits);
+    Answered answered;
+    if (answer != scene.answers.end()) {
+        const std::vector<int>& statuses = answer->statuses;
+        answered = {0, answer->output, answer->error};
+        if (!statuses.empty()) answered.status = statuses[std::min(answer->given++, statuses.size() - 1)];
+    }
+    const size_t to = command.find(" > ");
+    if (to != string::npos) std::ofstream(command.substr(to + 3), std::ios::binary) << answered.output;
+    if (command.rfind("rm -f ", 0) == 0) std::filesystem::remove(command.substr(6));
+    return answered;
+}
+
+}  // namespace
+
+FAKE(void*, malloc, size_t size) {
+    scene.sizes.push_back(size);
+    return Fails("malloc") ? nullptr : Hold(malloc(size), "block of " + to_string(size));
+}
+
+FAKE(void, free, void* block) {
+    g_held.erase(block);
+    free(block);
+}
+
+// ---- Files
+
+FAKE(FILE*, fopen, const char* path, const char* mode) {
+    const bool isLog = path == Path(kLog);
+    if (!isLog) Note({"fopen", path, mode});
+    if ((!isLog || scene.countLog) && Fails("fopen")) return nullptr;
+    FILE* stream = fopen(Short(path).c_str(), mode);
+    if (stream != nullptr && !isLog && scene.start > 0)
+        fseeko(stream, static_cast<off_t>(scene.start), SEEK_SET);
+    return stream != nullptr ? Done(Hold(stream, string("stream ") + path)) : nullptr;
+}
+
+FAKE(int, fclose, FILE* stream) {
+    const bool fails = FailsOn(stream, "fclose");
+    Drop(stream, "fclose");
+    const int result = fclose(stream);
+    return fails ? EOF : Done(result);
+}
+
+FAKE(char*, fgets, char* text, int size, FILE* stream) {
+    // Not all systems stay at the end of a file that has grown.
+    return FailsOn(stream, "fgets") || feof(stream) != 0 ? nullptr : Done(fgets(text, size, stream));
+}
+
+FAKE(size_t, fread, void* to, size_t size, size_t count, FILE* stream) {
+    return FailsOn(stream, "fread") ? 0 : Done(fread(to, size, count, stream));
+}
+
+FAKE(int, fseek, FILE* stream, long offset, int from) {
+    return FailsOn(stream, "fseek") ? -1 : Done(fseek(stream, offset, from));
+}
+
+FAKE(long, ftell, FILE* stream) {
+    return FailsOn(stream, "ftell") ? -1 : Done(ftell(stream));
+}
+
+FAKE(int, fputc, int character, FILE* stream) {
+    return FailsOn(stream, "fputc") ? EOF : Done(fputc(character, stream));
+}
+
+FAKE(int, fputs, const char* text, FILE* stream) {
+    if (FailsOn(stream, "fputs")) return EOF;
+    string line = text;  // the log's have a number and the time in front
+    if (line.rfind("line ", 0) == 0) {
+        line.erase(0, line.find("   ") + 3);
+        if (line.back() == '\n') line.pop_back();
+        g_happened += OneLine(WithoutRoot(line)) + "\n";
+    }
+    return Done(fputs(text, stream));
+}
+
+FAKE(DIR*, opendir, const char* path) {
+    DIR* folder = Fails("opendir") ? nullptr : opendir(Short(path).c_str());
+    Note({"opendir", path, folder != nullptr ? "yes" : "no"});
+    return Hold(folder, string("folder ") + path);
+}
+
+FAKE(int, closedir, DIR* folder) {
+    g_held.erase(folder);
+    return Done(closedir(folder));
+}
+
+// ---- Descriptors and signals
+
+FAKE(int, fcntl, int descriptor, int command, ...) {
+    va_list values;
+    va_start(values, command);
+    const int value = command == F_SETFD ? va_arg(values, int) : 0;
+    va_end(values);
+    if (descriptor > STDERR_FILENO) return Done(fcntl(descriptor, command, value));
+    errno = EBADF;
+    return scene.closed.count(descriptor) != 0 ? -1 : Done(0);
+}
+
+FAKE(int, open, const char* path, int flags, ...) {
+    const int lowest = scene.closed.empty() ? 3 : *scene.closed.begin();
+    scene.closed.erase(lowest);
+    Note({"open", path, flags == O_RDWR ? "for both" : "for something else", "gives", to_string(lowest)});
+    return Done(lowest);
+}
+
+using Handler = void (*)(int);
+FAKE(Handler, signal, int number, Handler handler) {
+    Note({"signal",
+          number == SIGCHLD   ? "SIGCHLD"
+          : number == SIGXFSZ ? "SIGXFSZ"
+                              : "other",
+          handler == SIG_DFL   ? "default"
+          : handler == SIG_IGN ? "ignored"
+                               : "handled"});
+    return Done(SIG_DFL);
+}
+
+// ---- Commands
+
+FAKE(FILE*, popen, const char* command, const char* mode) {
+    Note({"popen", command, mode});
+    if (Fails("popen")) return nullptr;
+    const string output = Run(command).output;
+    FILE* pipe = tmpfile();
+    fwrite(output.data(), 1, output.size(), pipe);
+    rewind(pipe);
+    return Done(Hold(pipe, string("pipe ") + command));
+}
+
+FAKE(int, pclose, FILE* pipe) {
+    Drop(pipe, "pclose");
+    return Done(fclose(pipe));
+}
+
+// A command that runs leaves the error number alone.
+FAKE(int, system, const char* command) {
+    const int before = errno;
+    Note({"system", command});
+    if (Fails("system")) return -1;
+    const Answered answered = Run(command);
+    errno = answered.error != 0 ? answered.error : before;
+    return answered.status;
+}
+
+FAKE(unsigned, sleep, unsigned seconds) {
+    Note({"sleep", to_string(seconds)});
+    for (; seconds > 0; --seconds) ++scene.slept, scene.onSecond();
+    return Done(0u);
+}
+
+FAKE(pid_t, getpid, void) {
+    return Fails("getpid") ? 0 : kPid;
+}
+
+// ---- Time and texts
+
+FAKE(time_t, time, time_t* now) {
+    if (now != nullptr) *now = scene.now;
+    return Done(scene.now);
+}
+
+FAKE(tm*, localtime_r, const time_t* now, tm* local) {
+    return Done(scene.localTime(now, local));
+}
+
+// As on a Mac, it may change the error number, and the next call changes its text.
+FAKE(char*, strerror, int error) {
+    static char text[32];
+    snprintf(text, sizeof text, "error %d", error);
+    return Done(+text);
+}
+
+extern "C" int fake_vsprintf_chk(char* buffer, int, size_t, const char* format, va_list values) {
+    return scene.written != 0 ? scene.written : vsnprintf(buffer, INT_MAX, format, values);
+}

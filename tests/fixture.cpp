@@ -1,0 +1,217 @@
+// The scene, the record, and the cases.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <sstream>
+
+#include "Common/Log.h"
+#include "fake.h"
+
+namespace fakes {
+
+Scene scene;
+string g_happened;
+std::map<const void*, string> g_held;
+
+namespace {
+
+string Content(const string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+string WithoutNumbers(const string& line) {
+    string text;
+    for (const char c : line)
+        if (isdigit(c & 0xFF) == 0 || text.empty() || text.back() != '#') text += isdigit(c & 0xFF) ? '#' : c;
+    return text;
+}
+
+// The lines, but of repeated groups that differ in their numbers at most only the first and the last.
+std::vector<string> Folded(const std::vector<string>& lines) {
+    constexpr size_t kLongestGroup = 12;
+    std::vector<string> folded, alike;
+    std::transform(lines.begin(), lines.end(), std::back_inserter(alike), WithoutNumbers);
+    for (size_t at = 0; at < lines.size();) {
+        size_t length = 0, times = 0;
+        for (size_t group = 1; group <= kLongestGroup && times < 3; ++group) {
+            size_t end = at + group;
+            while (end < lines.size() && alike[end] == alike[end - group]) ++end;
+            length = group, times = (end - at) / group;
+        }
+        if (times < 3) {
+            folded.push_back(lines[at++]);
+            continue;
+        }
+        const auto group = lines.begin() + static_cast<long>(at);
+        const auto last = group + static_cast<long>((times - 1) * length);
+        const bool isSame = std::equal(group, group + static_cast<long>(length), last);
+        folded.insert(folded.end(), group, group + static_cast<long>(length));
+        const string what = length == 1 ? "line" : std::to_string(length) + " lines";
+        folded.push_back("(the " + what + " " + std::to_string(times) + " times" +
+                         (isSame ? ")" : ", at last:)"));
+        if (!isSame) folded.insert(folded.end(), last, last + static_cast<long>(length));
+        at += times * length;
+    }
+    return folded;
+}
+
+}  // namespace
+
+string WithoutRoot(string text) {
+    for (size_t at; (at = text.find(ZERBIN_ROOT)) != string::npos;) text.erase(at, sizeof ZERBIN_ROOT - 1);
+    return text;
+}
+
+string OneLine(string text) {
+    for (size_t at; (at = text.find('\n')) != string::npos;) text.replace(at, 1, "\\n");
+    return text;
+}
+
+void Note(std::initializer_list<string> words) {
+    const KeepError keep;
+    string line = "*";
+    for (const string& word : words) line += " " + word;
+    g_happened += OneLine(WithoutRoot(line)) + "\n";
+}
+
+bool Fails(const string& call) {
+    const int n = ++scene.calls[call];
+    const auto fault = scene.faults.find(call);
+    const bool fails = fault != scene.faults.end() &&
+                       (fault->second.second ? n >= fault->second.first : n == fault->second.first);
+    errno = fails ? EIO : kErrorOfSuccess;
+    return fails;
+}
+
+bool Drop(const void* held, const string& call) {
+    const auto known = g_held.find(held);
+    if (known == g_held.end()) return false;
+    if (known->second != kLogHeld) Note({call, known->second.substr(known->second.find(' ') + 1)});
+    g_held.erase(known);
+    return true;
+}
+
+void Fail(const string& call, int n, bool forEver) {
+    scene.faults[call] = {scene.calls[call] + n, forEver};
+}
+
+string Happened(const std::function<void()>& call) {
+    g_happened.clear();
+    call();
+    scene.faults.clear();
+    return std::exchange(g_happened, "");
+}
+
+string TakeHeld() {
+    std::multiset<string> held;
+    for (const auto& [what, name] : std::map<const void*, string>(g_held)) {
+        if (name == kLogHeld) continue;
+        held.insert(WithoutRoot(name) + "\n");
+        if (name.rfind("block", 0) == 0) free(const_cast<void*>(what));
+        if (name.rfind("stream", 0) == 0) fclose(static_cast<FILE*>(const_cast<void*>(what)));
+        g_held.erase(what);
+    }
+    return std::accumulate(held.begin(), held.end(), string());
+}
+
+string Path(const string& path) {
+    return ZERBIN_ROOT + path;
+}
+
+void Write(const string& path, const string& content) {
+    Remove(path);  // a file that is emptied instead would be written to the disk at once
+    std::ofstream(Path(path), std::ios::binary) << content;
+}
+
+string Read(const string& path) {
+    return Content(Path(path));
+}
+
+string Lines(string text) {
+    std::replace(text.begin(), text.end(), '|', '\n');
+    std::replace(text.begin(), text.end(), '~', '\0');
+    return text;
+}
+
+void MakeFolder(const string& path) {
+    std::filesystem::create_directories(Path(path));
+}
+
+void Remove(const string& path) {
+    std::filesystem::remove_all(Path(path));
+}
+
+string Shown(const string& text) {
+    string shown;
+    for (size_t at = 0, end; at < text.size(); at = end) {
+        char byte[8];
+        const int code = text[at] & 0xFF;
+        snprintf(byte, sizeof byte, isprint(code) || code == '\n' ? "%c" : "\\x%02X", code);
+        end = std::min(text.find_first_not_of(text[at], at), text.size());
+        const bool isRun = end - at > 20;
+        shown += byte + (isRun ? "{" + std::to_string(end - at) + "}" : "");
+        if (!isRun) end = at + 1;
+    }
+    return shown;
+}
+
+string Quoted(const char* text) {
+    return text != nullptr ? "'" + string(text) + "'" : "null";
+}
+
+void MakeMachine() {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    Remove(kLog);
+    for (const char* folder : {"/Volumes", "/usr/local/DatacardService", "/Library/StartupItems/TovrikZerbin",
+                               "/Applications/Pelluria.app/Contents/Resources"})
+        MakeFolder(folder);
+    scene = Scene();
+}
+
+void DaemonTest::Case(const string& title, const std::vector<string>& parts,
+                      const std::function<void(Result)>& call) {
+    InitLogSystem(Path(kLog).c_str());
+    titles_.insert(title);
+    std::ostringstream result;
+    std::vector<string> lines;
+    std::istringstream happened(Happened([&] { call(result); }));
+    for (string line; std::getline(happened, line);) {
+        const auto isInLine = [&](const string& part) { return line.find(part) != string::npos; };
+        const bool isEnter = line[0] != '*' && line.rfind(" Enter") == line.size() - 6;
+        if (parts.empty() ? !isEnter : std::any_of(parts.begin(), parts.end(), isInLine))
+            lines.push_back(Shown(line));
+    }
+    record_ += "== " + Shown(OneLine(WithoutRoot(title))) + "\n";
+    for (const string& line : Folded(lines)) record_ += line + "\n";
+    string results = Shown(WithoutRoot(result.str()));
+    while (!results.empty() && results.back() == '\n') results.pop_back();
+    if (!results.empty()) record_ += "-> " + results + "\n";
+    std::istringstream held(TakeHeld());
+    for (string line; std::getline(held, line);) record_ += "held: " + line + "\n";
+    scene = Scene();
+}
+
+void DaemonTest::SetUp() {
+    std::filesystem::current_path(UNIT_FOLDER);
+    Remove("");
+    MakeMachine();
+}
+
+void DaemonTest::TearDown() {
+    CloseLogSystem();
+    EXPECT_EQ(TakeHeld(), "");
+    EXPECT_TRUE(std::exchange(g_held, {}).empty()) << "the log was opened twice";
+    if (titles_.empty()) return;
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const string name = string(test->test_suite_name()) + "." + test->name() + ".log";
+    std::filesystem::remove(name);
+    if (Content(GOLDEN + name) == record_) return;
+    EXPECT_EQ(Content(GOLDEN + name), record_);
+    std::ofstream(name, std::ios::binary) << record_;
+}
+
+}  // namespace fakes
