@@ -1,10 +1,14 @@
 #include "src/ActiveVolumeProgram.h"
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "fakes.h"
 
 using namespace fakes;
+using namespace std::string_literals;
 
 namespace {
 
@@ -15,86 +19,114 @@ using SetupTest = DaemonTest;
 // ---- The scanner
 
 TEST_F(ScannerTest, TrimKey) {
-    for (string text : {"[SD_THIRDPARTY_SETUP]", " \r\n[ a [b] c ]\r\n ", "\ta\t", "a", "", " [] \r\n"})
-        Case(text, [&](Result result) { result << TrimKey(text.data()) << " " << text.c_str(); });
-    Case("null", [](Result result) { result << TrimKey(nullptr); });
+    for (auto [text, trimmed] : {std::pair{"[SD_THIRDPARTY_SETUP]"s, "SD_THIRDPARTY_SETUP"s},
+                                 {" \r\n[ a [b] c ]\r\n ", "a [b] c"},
+                                 {"\ta\t", "\ta\t"},
+                                 {"a", "a"},
+                                 {"", ""},
+                                 {" [] \r\n", ""}}) {
+        EXPECT_EQ(TrimKey(text.data()), static_cast<int64_t>(trimmed.size()));
+        EXPECT_STREQ(text.c_str(), trimmed.c_str());
+    }
+    Case("null", kEverything, [](Result result) { result << TrimKey(nullptr); });
 }
 
 TEST_F(ScannerTest, IsPrimaryKey) {
-    for (const char* line : {"[Volumes]", "  [ Volumes ]  ; note", "x[Volumes]y", "[VolumesX]", "Volumes]",
-                             "   Volumes]", "[Volumes", "[\tVolumes]", "[Volumes\t]", "[x Volumes]"})
-        Case(line, {"exit"},
-             [&](Result result) { result << IsPrimaryKey(line, strstr(line, "Volumes"), 7); });
-    Case("null or negative", [](Result result) {
-        result << IsPrimaryKey(nullptr, "a", 1) << IsPrimaryKey("[a]", nullptr, 1)
-               << IsPrimaryKey("[a]", "a", -1) << IsPrimaryKey("[a]", "a]", 3);
-    });
+    for (const char* line : {"[Volumes]", "  [ Volumes ]  ; note", "x[Volumes]y"})
+        EXPECT_TRUE(IsPrimaryKey(line, strstr(line, "Volumes"), 7)) << line;
+    for (const char* line :
+         {"[VolumesX]", "Volumes]", "   Volumes]", "[Volumes", "[\tVolumes]", "[Volumes\t]", "[x Volumes]"})
+        EXPECT_FALSE(IsPrimaryKey(line, strstr(line, "Volumes"), 7)) << line;
+    EXPECT_FALSE(IsPrimaryKey(nullptr, "a", 1));
+    EXPECT_FALSE(IsPrimaryKey("[a]", nullptr, 1));
+    EXPECT_FALSE(IsPrimaryKey("[a]", "a", -1));
+    EXPECT_FALSE(IsPrimaryKey("[a]", "a]", 3));
 }
 
 // Looks up one name after the other; [sections] and keys. A limit of 0 is none.
-void LookUp(Result result, const std::vector<string>& names, int32_t size = 1024, int64_t limit = 1024) {
-    FILE* file = fopen(Path("/f").c_str(), "r");
+void LookUp(Result result, FILE* file, const std::vector<string>& names, int32_t size = 1024,
+            int64_t limit = 1024) {
     for (const string& name : names) {
         char value[1100];
-        result << ReadKeyValue(file, strcpy(value, name.c_str()), size, limit ? &limit : nullptr,
-                               name[0] == '[')
-               << " '" << value << "' at " << ftell(file) << " limit " << limit << "; ";
+        result << name << " at "
+               << ReadKeyValue(file, strcpy(value, name.c_str()), size, limit ? &limit : nullptr,
+                               name[0] == '[');
+        result << ": '" << value << "', the file stands at " << ftell(file) << ", limit " << limit << "\n";
     }
-    fclose(file);
 }
 
 TEST_F(ScannerTest, ReadKeyValue) {
+    const std::vector<string> kParts = {"failed", "error"};
+    const auto look_up = [&](const string& title, const std::vector<string>& names, int32_t size = 1024,
+                             int64_t limit = 1024) {
+        Case(title, kParts, [&](Result result) {
+            FILE* file = fopen(Path("/f").c_str(), "r");
+            LookUp(result, file, names, size, limit);
+            fclose(file);
+        });
+    };
     const string kPiece(1023, 'x');
     const std::pair<string, std::vector<string>> kRows[] = {
-        {"x|[S]|PATH=x|KEY= yes |PATHS|", {"[S]", "KEY", "PATH"}},
-        {"[S]|b=1|K=x[1]|", {"[S]", "K", "b"}},
-        {"S|[SX]|S [S]|[S]|", {"[ S ]", "K"}},
-        {"OLD_KEY_NEW \t= a=b\t\r|KEY=|", {" KEY ", "KEY"}},
-        {"KEY\r=1|KEY|KEY=", {"KEY", "KEY"}},
-        {"KEY=a~b|KEY~=c|KEY=d|", {"KEY", "KEY"}},
-        {kPiece + "KEY=1|" + kPiece + kPiece + "|[S]|", {"KEY", "[S]"}},
-        {string(1020, 'x') + "KEY=1|K=2|", {"KEY", "K"}},
+        {"x\n[S]\nPATH=x\nKEY= yes \nPATHS\n", {"[S]", "KEY", "PATH"}},
+        {"[S]\nb=1\nK=x[1]\n", {"[S]", "K", "b"}},
+        {"S\n[SX]\nS [S]\n[S]\n", {"[ S ]", "K"}},
+        {"OLD_KEY_NEW \t= a=b\t\r\nKEY=\n", {" KEY ", "KEY"}},
+        {"KEY\r=1\nKEY\nKEY=", {"KEY", "KEY"}},
+        {"KEY=a\0b\nKEY\0=c\nKEY=d\n"s, {"KEY", "KEY"}},
+        {kPiece + "KEY=1\n" + kPiece + kPiece + "\n[S]\n", {"KEY", "[S]"}},
+        {string(1020, 'x') + "KEY=1\nK=2\n", {"KEY", "K"}},
         {"", {"KEY", ""}}};
-    for (const auto& [lines, names] : kRows) {
-        Write("/f", Lines(lines));
-        Case(lines, [&, &names = names](Result result) { LookUp(result, names); });
-    }
-    Write("/f", Lines("a|KEY= 12345 |[B"));
-    for (int32_t size : {0, 1, 4}) Case("size", [&](Result result) { LookUp(result, {"KEY"}, size); });
-    for (int64_t limit : {0, 6, 5})
-        Case("limit", [&](Result result) { LookUp(result, {"KEY", "KEY"}, 1024, limit); });
-    for (int64_t limit : {1, 6}) {
-        Fail("fseek", 1);
-        Case("no seek", [&](Result result) { LookUp(result, {limit == 1 ? "KEY" : "B"}, 1024, limit); });
-    }
-    Case("null", [](Result result) {
+    for (const auto& [content, names] : kRows)
+        Write("/f", content), look_up("in " + Quoted(content.c_str()), names);
+
+    Write("/f", "a\nKEY= 12345 \n[B");
+    for (const int32_t size : {0, 1, 4}) look_up("size " + std::to_string(size), {"KEY"}, size);
+    for (const int64_t limit : {0, 6, 5})
+        look_up("limit " + std::to_string(limit), {"KEY", "KEY"}, 1024, limit);
+    Fail("fseek", 1), look_up("no seek to a long value", {"KEY"}, 1024, 1);
+    Fail("fseek", 1), look_up("no seek to a bracket", {"B"});
+    for (const int call : {1, 2})
+        Fail("ftell", call), look_up("ftell fails " + std::to_string(call), {"KEY"});
+    Case("no file, no name", kEverything, [](Result result) {
         char name[] = "a";
         result << ReadKeyValue(nullptr, name, 2, nullptr, false)
                << ReadKeyValue(stdin, nullptr, 2, nullptr, false);
     });
+    Case("a file that grew after its end was met", kParts, [](Result result) {
+        FILE* file = fopen(Path("/f").c_str(), "r");
+        LookUp(result, file, {"[C]"});
+        std::ofstream(Path("/f"), std::ios::app) << "\nC=1\n";
+        LookUp(result, file, {"C"});
+        fclose(file);
+    });
 }
 
 TEST_F(ScannerTest, IsKeyValueCaseEqual) {
-    const string kLong(1024, 's'), kLongest(1023, 's'), kPath = Path("/f");
-    const char* file = kPath.c_str();
-    const std::vector<string> kParts = {"*", "IsKeyValueCa", "ReadKeyValue Enter"};
-    for (const char* content :
-         {"", "[V]|[W]|k=true|", "[V]|k=|", "[V]|k=true\t|", "[V]|k= true \r|", "[V]|k=TRUE|"}) {
-        Write("/f", Lines(content));
-        Case(content, kParts, [&](Result result) { result << IsKeyValueCaseEqual(file, "V", "k", "true"); });
+    const string kPath = Path("/f"), kLong(1024, 's'), kLongest(1023, 's');
+    const auto isTrue = [file = kPath.c_str()](const string& section, const string& key) {
+        return IsKeyValueCaseEqual(file, section.c_str(), key.c_str(), "tRue");
+    };
+    for (const auto& [content, expected] : {std::pair{"", false},
+                                            {"[V]\n[W]\nk=true\n", false},
+                                            {"[V]\nk=\n", false},
+                                            {"[V]\nk=true\t\n", false},
+                                            {"[V]\nk= true \r\n", true},
+                                            {"[V]\nk=TRUE\n", true}}) {
+        Write("/f", content);
+        EXPECT_EQ(isTrue("V", "k"), expected) << content;
     }
-    Case("on", kParts, [&](Result result) {
-        result << IsKeyValueCaseEqual(file, "[V]", "k", "tRue")
-               << IsKeyValueCaseEqual(file, kLong.c_str(), "k", "true")
-               << IsKeyValueCaseEqual(file, "V", kLong.c_str(), "true")
-               << IsKeyValueCaseEqual(file, kLongest.c_str(), "k", "true")
-               << IsKeyValueCaseEqual(file, "V", kLongest.c_str(), "true")
-               << IsKeyValueCaseEqual(nullptr, "V", "k", "true")
+    const std::vector<string> kParts = {"Equal ---", "*", "pKeyIOValue"};
+    Case("found", kParts, [&](Result result) { result << isTrue("[V]", "k"); });
+    Case("section of 1,024 characters", kParts, [&](Result result) { result << isTrue(kLong, "k"); });
+    Case("section of 1,023 characters", kParts, [&](Result result) { result << isTrue(kLongest, "k"); });
+    Case("key of 1,024 characters", kParts, [&](Result result) { result << isTrue("V", kLong); });
+    Case("missing", kParts, [](Result result) { result << IsKeyValueCaseEqual("/none", "V", "k", "true"); });
+    Case("null", kEverything, [&](Result result) {
+        const char* file = kPath.c_str();
+        result << IsKeyValueCaseEqual(nullptr, "V", "k", "true")
                << IsKeyValueCaseEqual(file, nullptr, "k", "true")
                << IsKeyValueCaseEqual(file, "V", nullptr, "true")
-               << IsKeyValueCaseEqual(file, "V", "k", nullptr)
-               << IsKeyValueCaseEqual("/none", "V", "k", "true")
-               << IsKeyValueCaseEqual(Path("/Volumes").c_str(), "V", "k", "true");
+               << IsKeyValueCaseEqual(file, "V", "k", nullptr);
     });
 }
 
@@ -105,57 +137,62 @@ const char* const kPrefix = kFolder.c_str();
 
 TEST_F(VolumeTest, IsVolumeExist) {
     const string kPath = kFolder + "Pelluria";
-    const auto look = [&](const char* volume, const char* prefix, int32_t testTime, int appears = -1) {
+    const auto look = [&](const char* volume, const char* prefix, int32_t seconds, int appears = -1) {
         scene.onSecond = [appears] {
             if (scene.slept == appears) MakeFolder("/Volumes/Pelluria");
         };
         if (appears == 0) MakeFolder("/Volumes/Pelluria");
-        Case(std::to_string(testTime) + " s, there after " + std::to_string(appears), [&](Result result) {
-            result << IsVolumeExist(volume, prefix, testTime);
-            if (!scene.sizes.empty()) result << " malloc " << scene.sizes[0];
-        });
+        const string when = appears < 0 ? "never there" : "there after " + std::to_string(appears) + " s";
+        Case(Quoted(volume) + " in " + Quoted(prefix) + " for " + std::to_string(seconds) + " s, " + when,
+             [&](Result result) {
+                 result << IsVolumeExist(volume, prefix, seconds) << " after " << scene.slept << " s";
+             });
         Remove("/Volumes/Pelluria");
     };
-    look(nullptr, kPrefix, 10);
-    for (int32_t testTime : {0, -1, 1}) look("Pelluria", kPrefix, testTime, 0);
+    Case("null", kEverything, [](Result result) { result << IsVolumeExist(nullptr, kPrefix, 10); });
+    for (const int32_t seconds : {0, -1, 1}) look("Pelluria", kPrefix, seconds, 0);
     look("Pelluria", kPrefix, 1);
     look("Pelluria", kPrefix, 300, 5);
     look("Pelluria", kPrefix, 5, 6);
+    look("none", kPrefix, 299);
     look(kPath.c_str(), nullptr, 3, 2);
     look(kPath.c_str(), "", 3, 4);
     Write("/Volumes/file", "");
     for (const char* name : {"", "file"}) look(name, kPrefix, 2);
     look("", "", 2);
-    Case("150 tries", {" 149 time", "exit"},
-         [](Result result) { result << IsVolumeExist("none", kPrefix, 299) << scene.slept; });
 }
 
 TEST_F(VolumeTest, GetTempVolumeName) {
-    for (const char* volume : {"Third Party Setup", "Third Party Setup 1", "Third Party Setup 3", "A B C",
+    for (const char* volume : {"Third Party Setup", "Third Party Setup 1", "Third Party Setup 3", "A B Z",
                                "Setup2 Go", "My App", "Driver. Setup", "\xC3\x84 A", "Setup", "a"})
-        MakeFolder(string("/Volumes/") + volume);
+        MakeFolder("/Volumes/"s + volume);
     for (int number = 1; number <= 10; ++number) MakeFolder("/Volumes/a " + std::to_string(number));
-    const auto choose = [](Result result, const string& image, int32_t size = 1024, int64_t limit = 1000,
+    const auto choose = [](const string& image, int32_t size = 1024, int64_t limit = 1000,
                            const char* prefix = kPrefix) {
         char name[1024] = {};
         image.copy(name, sizeof name);
-        scene.sizes.clear();
+        std::ostringstream result;
         result << GetTempVolumeName(name, size, &limit, prefix, 2) << " '" << name << "' limit " << limit;
-        if (!scene.sizes.empty()) result << " malloc " << scene.sizes[0] << "; ";
+        return result.str();
     };
-    for (const char* image :
-         {"ThirdPartySetup", "ABC", "Setup2Go", "My App", "Driver.Setup", "\xC3\x84\x41", "a", "none", ""})
-        Case(image, [&](Result result) { choose(result, image); });
-    Case("limits", [&](Result result) {
-        for (int64_t limit : {24, 23, -1}) choose(result, "Setup", 1024, limit);
-    });
-    Case("sizes", [&](Result result) {
-        choose(result, "Setup", 20), choose(result, "Setup", 0), choose(result, "", 0);
-    });
-    Case("prefixes", [&](Result result) {
-        choose(result, ".", 1024, 1000, ""), choose(result, ".", 1024, 1000, nullptr);
-    });
-    Case("null", [](Result result) {
+    for (const auto& [image, volume] : {std::pair{"ThirdPartySetup", "Third Party Setup 1"},
+                                        {"ABZ", "A B Z"},
+                                        {"Setup2Go", "Setup2 Go"},
+                                        {"My App", "My App"},
+                                        {"Driver.Setup", "Driver. Setup"},
+                                        {"\xC3\x84\x41", "\xC3\x84 A"},
+                                        {"a", "a 10"}})
+        EXPECT_EQ(choose(image), "1 '" + kFolder + volume + "' limit 1000");
+    EXPECT_EQ(choose(".", 1024, 1000, ""), "1 '.' limit 1000");
+    EXPECT_EQ(choose(".", 1024, 1000, nullptr), "1 '.' limit 1000");
+    EXPECT_EQ(choose("Setup", 20), "1 '" + kFolder + "S' limit 1000");
+    EXPECT_EQ(choose("Setup", 0), "1 'Setup' limit 1000");
+    EXPECT_EQ(choose("Setup", 1024, 24), "1 '" + kFolder + "Setup' limit 24");
+    EXPECT_EQ(choose("Setup", 1024, -1), "0 'Setup' limit 24");
+    Case("a long path", [&](Result result) { result << choose("Setup", 1024, 23); });
+    Case("no volume", [&](Result result) { result << choose("none"); });
+    Case("empty", kEverything, [&](Result result) { result << choose("") << ", size 0: " << choose("", 0); });
+    Case("null", kEverything, [](Result result) {
         char name[] = "Setup";
         int64_t limit = 1000;
         result << GetTempVolumeName(name, 6, nullptr, kPrefix, 2)
@@ -170,12 +207,13 @@ const char kFile[] = "/SysConfig.dat";
 // The setup file with another line for one of the keys, or without a key.
 string Section(const string& change = "") {
     string file =
-        "[Other]|SD_THIRD_SETUP=no|[SD_THIRDPARTY_SETUP]|SD_THIRD_SETUP=Yes|SD_THIRD_FILE_PATH=Pelluria|"
-        "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg|SD_RUN_THIRD_FILE_ONCE=yes|[End]|";
+        "[Other]\nSD_THIRD_SETUP=no\n[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n"
+        "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg\nSD_RUN_THIRD_FILE_ONCE=yes\n[End]\n";
     const size_t line = file.rfind(change.substr(0, change.find_first_of(" =")) + "=");
-    const size_t end = file.find('|', line) + 1;
-    if (!change.empty()) file.replace(line, end - line, change.find('=') == string::npos ? "" : change + "|");
-    return Lines(file);
+    const size_t end = file.find('\n', line) + 1;
+    if (!change.empty())
+        file.replace(line, end - line, change.find('=') == string::npos ? "" : change + "\n");
+    return file;
 }
 
 // Runs the setup; tells how it ended, how long it waited, and what is different in the file.
@@ -190,61 +228,76 @@ void Install(Result result, const char* head = "open \"", const string& prefix =
 
 TEST_F(SetupTest, RunSDProgram) {
     for (const char* volume : {"Pelluria", "Third Party Setup", "Driver. Setup", "Installer", ".pkg"})
-        MakeFolder(string("/Volumes/") + volume);
-    const std::vector<string> kParts = {"RunSDProgram ---", "* system", "SysConfig"};
+        MakeFolder("/Volumes/"s + volume);
+    const std::vector<string> kMessages = {"RunSDProgram ---"}, kCommands = {"RunSDProgram ---", "* system"};
     const auto install = [](Result result) { Install(result); };
-    for (const char* change : {"",
-                               "SD_THIRD_SETUP = YES  \r",
-                               "SD_THIRD_FILE_PATH= Pelluria\r",
-                               "SD_THIRD_SETUP=y",
-                               "SD_THIRD_SETUP=Yes\t",
-                               "SD_THIRD_SETUP=No~",
-                               "SD_THIRD_SETUP",
-                               "SD_RUN_THIRD_FILE_ONCE=no",
-                               "SD_RUN_THIRD_FILE_ONCE",
-                               "SD_THIRD_FILE_PATH=Pelluria[1]",
-                               "SD_THIRD_FILE_PATH=",
-                               "SD_THIRD_FILE_PATH=none",
-                               "SD_THIRD_FILE_NAME",
-                               "SD_THIRD_FILE_NAME=",
-                               "SD_THIRD_FILE_NAME=Driver.Setup.dmg",
-                               "SD_THIRD_FILE_NAME=Installer",
-                               "SD_THIRD_FILE_NAME=.pkg",
-                               "SD_THIRD_FILE_NAME=None.dmg",
-                               "SD_THIRD_FILE_NAME=a\"%s%%%d%%%%.dmg",
-                               "SD_THIRD_FILE_NAME=a%n.dmg"}) {
-        Write(kFile, Section(change));
-        Case(change, kParts, install);
-    }
-    const struct {
-        const char* name;
-        string file;
-    } kFiles[] = {
-        {"no section", Lines("SD_THIRD_SETUP=Yes|SD_THIRD_FILE_PATH=Pelluria|")},
-        {"name before path", Lines("[SD_THIRDPARTY_SETUP]|SD_THIRD_SETUP=Yes|SD_THIRD_FILE_NAME=a.dmg|SD_"
-                                   "THIRD_FILE_PATH=Pelluria|")},
-        {"long and binary lines", string(1 << 20, '\0') + "\n" + string(1 << 20, 'x') + "\n" + Section()},
-        {"long name", Section("SD_THIRD_FILE_NAME=" + string(600, 'n'))}};
-    for (const auto& [name, file] : kFiles) Write(kFile, file), Case(name, kParts, install);
+    const auto run = [&](const string& title, const string& file, const std::vector<string>& parts) {
+        Write(kFile, file);
+        Case(title, parts, install);
+    };
+    run("as it is", Section(), kCommands);
+    for (const string& change :
+         {"SD_THIRD_SETUP = YES  \r"s, "SD_THIRD_SETUP=yes"s, "SD_THIRD_SETUP=y"s, "SD_THIRD_SETUP=Yes\t"s,
+          "SD_THIRD_SETUP=No\0"s, "SD_THIRD_SETUP"s, "SD_RUN_THIRD_FILE_ONCE=no"s,
+          "SD_RUN_THIRD_FILE_ONCE=YES"s, "SD_RUN_THIRD_FILE_ONCE"s, "SD_THIRD_FILE_PATH= Pelluria\r"s,
+          "SD_THIRD_FILE_PATH=Pelluria[1]"s, "SD_THIRD_FILE_PATH="s, "SD_THIRD_FILE_PATH=none"s,
+          "SD_THIRD_FILE_NAME"s, "SD_THIRD_FILE_NAME="s, "SD_THIRD_FILE_NAME=Driver.Setup.dmg"s,
+          "SD_THIRD_FILE_NAME=Installer"s, "SD_THIRD_FILE_NAME=.pkg"s, "SD_THIRD_FILE_NAME=None.dmg"s})
+        run(change, Section(change), kMessages);
+    for (const string name : {"a\"%s%%%d%%%%.dmg", "a%n.dmg"})
+        run(name, Section("SD_THIRD_FILE_NAME=" + name), kCommands);
+    run("no section", "SD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n", kMessages);
+    run("name before path",
+        "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_NAME=a.dmg\nSD_THIRD_FILE_PATH=Pelluria\n",
+        kMessages);
+    run("long and binary lines", string(1 << 20, '\0') + "\n" + string(1 << 20, 'x') + "\n" + Section(),
+        {"RunSDProgram exit"});
+    run("long name", Section("SD_THIRD_FILE_NAME=" + string(600, 'n')), kMessages);
     for (const char* part : {"dmg", "pkg"}) {
-        Write(kFile, Section());
         scene.answers = {{part, {256}}};
-        Case(part, kParts, install);
+        run("the "s + part + " cannot be opened", Section(), kCommands);
     }
     Write(kFile, Section());
-    for (size_t slashes : {2001u, 2002u})  // the longest command, and one character more
-        Case(std::to_string(slashes) + " slashes", {"too long", "* system", "SysConfig"},
+    for (const size_t slashes : {2001u, 2002u})  // the longest command, and one character more
+        Case(std::to_string(slashes) + " slashes", {"too long", "* system"},
              [&](Result result) { Install(result, "open \"", Path("/Volumes") + string(slashes, '/')); });
-    Case("twice", kParts, [](Result result) { Install(result), Install(result); });
-    Case("nothing", [](Result result) {
-        Install(result, ""), Install(result, nullptr), Install(result, "c", "");
-        result << RunSDProgram(Path(kFile).c_str(), "c", nullptr) << RunSDProgram("", "c", "/")
+    const size_t length =
+        (kFolder + "Third Party Setup").size();  // the head and this stay below the buffer's size
+    for (const size_t head : {1023 - length, 1024 - length}) {
+        Write(kFile, Section());
+        Case("head of " + std::to_string(head), {"small", "RunSDProgram exit"},
+             [&](Result result) { Install(result, string(head, 'h').c_str()); });
+    }
+    Write(kFile, Section());
+    Case("twice", {"RunSDProgram exit"}, [](Result result) { Install(result), Install(result << "; "); });
+    Case("nothing to do", kEverything, [](Result result) {
+        Install(result, ""), Install(result << "; ", nullptr), Install(result << "; ", "c", "");
+        result << "; " << RunSDProgram(Path(kFile).c_str(), "c", nullptr) << RunSDProgram("", "c", "/")
                << RunSDProgram(nullptr, "c", "/");
     });
     Remove(kFile);
     Case("missing", install);
     MakeFolder(kFile);
     Case("folder", install);
+}
+
+TEST_F(SetupTest, MarksBeyond32Bits) {
+    for (const char* volume : {"Pelluria", "Third Party Setup"}) MakeFolder("/Volumes/"s + volume);
+    string marked = Section();
+    marked.replace(marked.find("Yes"), 3, "No\0"s);
+    for (const long long start : {1LL << 31, 1LL << 32}) {
+        Write(kFile, "");
+        std::filesystem::resize_file(Path(kFile), static_cast<uintmax_t>(start));
+        std::ofstream(Path(kFile), std::ios::app | std::ios::binary) << Section();
+        scene.start = start;
+        EXPECT_TRUE(RunSDProgram(Path(kFile).c_str(), "open \"", kPrefix));
+        std::ifstream file(Path(kFile), std::ios::binary);
+        file.seekg(start);
+        std::ostringstream after;
+        after << file.rdbuf();
+        EXPECT_EQ(Shown(after.str()), Shown(marked));
+    }
+    Remove(kFile);
 }
 
 }  // namespace

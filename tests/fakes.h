@@ -64,14 +64,14 @@ void Arrive();
 string Path(const string& path);  // below the root, which is relative, as is every path from here on
 void Write(const string& path, const string& content);
 string Read(const string& path);
-string Lines(string text);  // with a line feed for each '|' and a NUL for each '~'
 void MakeFolder(const string& path);
 void Remove(const string& path);
 void MakeMachine();  // the daemon's folders, in the folder one is in, no log, and a fresh scene
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
-string Quoted(const char* text);  // 'text', or null
+string Quoted(const char* text);            // 'text', or null
+string WithoutNumbers(const string& line);  // with a # for each number
 
 using Result = std::ostream&;
 
@@ -82,9 +82,9 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Records the title, which no other case of the test has; what happened, without lines that only say that
-    // a function was entered, or only the lines that contain one of the parts; what `call` writes to its
-    // stream; and what is still held. Afterwards the scene is fresh.
+    // Records the title, which no other case of the test has; what happened, or only the lines that contain
+    // one of the parts, and none that only says that a function was entered, unless kEverything is wanted;
+    // what `call` writes to its stream; and what is still held. Afterwards the scene is fresh.
     void Case(const string& title, const std::function<void(Result)>& call) { Case(title, {}, call); }
     void Case(const string& title, const std::vector<string>& parts, const std::function<void(Result)>& call);
 

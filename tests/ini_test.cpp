@@ -3,103 +3,132 @@
 #include "fakes.h"
 
 using namespace fakes;
+using namespace std::string_literals;
 
 namespace {
 
 using IniTest = DaemonTest;
 
-void Select(const string& lines) {
-    Write("/f", Lines(lines));
+void Select(const string& content) {
+    Write("/f", content);
     SetIniFileName(Path("/f").c_str());
 }
 
-TEST_F(IniTest, ReadString) {
-    const auto check = [&](const string& content) {
+TEST_F(IniTest, FindsTheValue) {
+    const string kMegabyte(1 << 20, 'x'), kLong(126, 's');
+    const struct {
+        string content, value;
+    } kRows[] = {{"[A]\n  name =  x y  \n", "x y"},
+                 {"[A]\nname=   \n", ""},
+                 {"[A]\nname=a=b\n", "a=b"},
+                 {"[A]\nname=\tx\t\n", "\tx\t"},
+                 {"[A]\nname\t=x\n", "default"},
+                 {"[A]\nname=x", "x\xFF"},
+                 {"\r\n[\rA]\r\n\r\n\nna\rme=x\r\n", "x"},
+                 {"[A]\nname=x\0y\n"s, "x"},
+                 {"\x80\xFE\n[A]\nname=\xC3\xA9\n", "\xC3\xA9"},
+                 {"[A]\nname=[x]\n", "[x]"},
+                 {"; [A] here\nname=x\n", "x"},
+                 {"[ A ]\nname=x\n", "default"},
+                 {"[a]\nname=x\n", "default"},
+                 {"[A]\nName=x\n", "default"},
+                 {"[A]\nb=1\n[B]\nname=x\n", "default"},
+                 {"[A]\nb=]1[\nname=x\n", "default"},
+                 {"[A]\nb=1]\nname=x\n", "x"},
+                 {"[A]\nb=[1\nname=x\n", "x"},
+                 {"[A]\npath=/x/name\n", "/x/name"},
+                 {"[A]\nxname=1\nname=2\n", "2"},
+                 {"[A]\nname  \nb=1\n", ""},
+                 {"", "default"},
+                 {"\0\n[A]\nname=x\n"s, "default"},
+                 {kMegabyte + "\n[A]\n" + kMegabyte + "\nname=x\n", "x"},
+                 {"[A]\nname=" + kMegabyte + "\n", string(1018, 'x')},
+                 {"[A]\n" + kMegabyte, "default"}};
+    for (const auto& [content, value] : kRows) {
         Select(content);
-        Case(content, [](Result result) { result << Quoted(ReadString("A", "name", "D")); });
-    };
-    for (const char* values : {"[A]|  name =  x y  |", "[A]|name=   |", "[A]|name=a=b|", "[A]|name=\tx\t|",
-                               "[A]|name\t=x|", "[A]|name=x", "\r|[\rA]\r|\r||na\rme=x\r|", "[A]|name=x~y|",
-                               "\x80\xFE|[A]|name=\xC3\xA9|", "[A]|name=[x]|"})
-        check(values);
-    for (const char* searches :
-         {"; [A] here|name=x|", "[ A ]|name=x|", "[a]|name=x|", "[A]|Name=x|", "[A]|b=1|[B]|name=x|",
-          "[A]|b=]1[|name=x|", "[A]|b=1]|name=x|", "[A]|b=[1|name=x|", "[A]|path=/x/name|",
-          "[A]|xname=1|name=2|", "[A]|name  |b=1|", "", "~|[A]|name=x|"})
-        check(searches);
-    const string kMegabyte(1 << 20, 'x');
-    for (const string& lines :
-         {kMegabyte + "|[A]|" + kMegabyte + "|name=x|", "[A]|name=" + kMegabyte + "|", "[A]|" + kMegabyte})
-        check(lines);
+        EXPECT_EQ(ReadString("A", "name", "default"), value) << Shown(content);
+    }
+    for (const size_t length : {125u, 126u}) {  // with its bracket, 126 characters are all that count
+        Select("[" + string(length, 's') + "\nname=x\n");
+        EXPECT_STREQ(ReadString(string(200, 's').c_str(), "name", "default"), length < 126 ? "default" : "x");
+    }
 }
 
 TEST_F(IniTest, Calls) {
-    char spaces[] = "  ", text[] = "  a b  ";
-    Select("[A]|number=3|name=  x  |");
-    Case("other section", [](Result result) {
-        result << Quoted(ReadString("B", "name", "D")) << Quoted(ReadStringEx("B", "name", "D"));
+    Select("[A]\nnumber=3\nname=  x  \n");
+    const auto read = [](Result result, const char* section, const char* key) {
+        result << "ReadString " << Quoted(ReadString(section, key, "default"));
+        result << ", ReadStringEx " << Quoted(ReadStringEx(section, key, nullptr));
+        result << ", GetInitKey " << Quoted(GetInitKey("", section, key));
+        result << ", ReadInteger " << ReadInteger(section, key, -7);
+    };
+    const std::vector<string> kMessages = {"INI:"};
+    Case("found", [&](Result result) { read(result, "A", "name"); });
+    Case("another section", kMessages, [&](Result result) { read(result, "B", "name"); });
+    Case("another key", kMessages, [&](Result result) { read(result, "A", "no"); });
+    Case("no section", kMessages, [&](Result result) { read(result, nullptr, "name"); });
+    Case("no key", kMessages, [&](Result result) { read(result, "A", nullptr); });
+    Case("no argument", kMessages, [](Result result) {
+        result << "ReadString " << Quoted(ReadString("A", "name", nullptr)) << ", GetKeyValue "
+               << Quoted(GetKeyValue(nullptr)) << ", Trim " << Quoted(Trim(nullptr)) << ", ReadLine "
+               << Quoted(ReadLine(nullptr)) << ", SetIniFileName " << SetIniFileName(nullptr)
+               << ", SectionExists " << SectionExists(nullptr, "A") << SectionExists(stdin, nullptr)
+               << ", KeyExists " << KeyExists(nullptr, "A") << KeyExists(stdin, nullptr)
+               << ", SectionExistsInLine " << SectionExistsInLine(nullptr, "A")
+               << SectionExistsInLine("[A]", nullptr) << ", KeyExistsInLine " << KeyExistsInLine(nullptr, "A")
+               << KeyExistsInLine(string("A").data(), nullptr);
     });
-    Case("other key", [](Result result) {
-        result << Quoted(ReadStringEx("A", "no", nullptr)) << Quoted(GetInitKey("", "A", "no"));
+    Case("a file that cannot be selected", kMessages, [&](Result result) {
+        result << "SetIniFileName " << SetIniFileName("/none") << ", ";
+        read(result, "A", "number");
     });
-    Case("found", [](Result result) {
-        result << Quoted(ReadStringEx("A", "name", nullptr)) << Quoted(GetInitKey(nullptr, "A", "name"))
-               << ReadInteger("A", "number", -7);
-        const char* first = ReadString("A", "name", "D");
-        result << Quoted(ReadString("A", "number", "D")) << Quoted(first);
+    Case("a file that is gone", kMessages, [&](Result result) { Remove("/f"), read(result, "A", "name"); });
+    Case("a folder", kMessages, [&](Result result) {
+        result << "SetIniFileName " << SetIniFileName(Path("/Volumes").c_str()) << ", ";
+        read(result, "A", "name");
     });
-    Case("texts", [&](Result result) {
-        result << Quoted(GetKeyValue("a= b=c ")) << Quoted(GetKeyValue("a")) << Quoted(Trim(text))
-               << Quoted(text) << Quoted(Trim(spaces)) << SectionExistsInLine("x[A]", "A")
-               << SectionExistsInLine("[a]", "A");
+    Write("/f", "[A]\nname=x\n");
+    Case("a path of 1,100 characters is cut", [](Result result) {  // and then names the folder
+        result << SetIniFileName(Path(string(1090, '/') + "f").c_str()) << " "
+               << ReadString("A", "name", "default");
     });
-    Case("null", [&](Result result) {
-        result << Quoted(ReadString(nullptr, "name", "D")) << Quoted(ReadString("A", nullptr, "D"))
-               << Quoted(ReadString("A", "name", nullptr)) << Quoted(ReadStringEx(nullptr, "name", "D"))
-               << Quoted(ReadStringEx("A", nullptr, "D")) << ReadInteger(nullptr, "name", 7)
-               << ReadInteger("A", nullptr, 7) << Quoted(GetInitKey("", nullptr, "name"))
-               << Quoted(GetInitKey("", "A", nullptr)) << Quoted(GetKeyValue(nullptr))
-               << Quoted(Trim(nullptr)) << Quoted(ReadLine(nullptr)) << SetIniFileName(nullptr)
-               << SectionExists(nullptr, "A") << SectionExists(stdin, nullptr) << KeyExists(nullptr, "A")
-               << KeyExists(stdin, nullptr) << SectionExistsInLine(nullptr, "A")
-               << SectionExistsInLine("[A]", nullptr) << KeyExistsInLine(nullptr, "A")
-               << KeyExistsInLine(text, nullptr);
-    });
-    Case("missing",
-         [](Result result) { result << SetIniFileName("/none") << Quoted(ReadString("A", "number", "D")); });
-    Case("gone", [](Result result) {
-        Remove("/f"),
-            result << Quoted(ReadString("A", "name", "D")) << Quoted(ReadStringEx("A", "name", "D"));
-    });
-    Case("folder", [](Result result) {
-        result << SetIniFileName(Path("/Volumes").c_str()) << Quoted(ReadString("A", "name", "D"));
-    });
-    Select("[A]|name=x|");
-    Case("path of 1100", [](Result result) {  // read under its first 1,023 characters, which name the folder
-        const string path = Path(string(1090, '/') + "f");
-        result << SetIniFileName(path.c_str()) << Quoted(ReadString("A", "name", "D"));
-    });
-    for (size_t length : {125u, 126u}) {  // with its bracket, a section of 126 characters is all that counts
-        Select("[" + string(length, 's') + "|name=x|");
-        Case("long section",
-             [](Result result) { result << Quoted(ReadString(string(200, 's').c_str(), "name", "D")); });
+    for (const bool forEver : {false, true}) {
+        Select("[A]\nname=x\n");
+        Fail("fgets", 2, forEver);
+        Case(forEver ? "no line can be read" : "a line cannot be read", kMessages,
+             [](Result result) { result << ReadString("A", "name", "default"); });
     }
 }
 
-TEST_F(IniTest, ReadLine) {
-    for (const char* content : {"", "||", "a|\r||b c", "a|"}) {
-        Write("/f", Lines(content));
-        Case(content, [](Result result) {
-            FILE* file = fopen(Path("/f").c_str(), "rb");
-            while (const char* line = ReadLine(file)) result << Quoted(line) << "to " << ftell(file) << ", ";
-            fclose(file);
-        });
+TEST_F(IniTest, LinesAndTexts) {
+    for (const auto& [content, lines] : {std::pair{"", "'\xFF' to 0, "},
+                                         {"\n\n", "'\xFF' to 2, "},
+                                         {"a\n\r\n\nb c", "'a' to 2, 'b c\xFF' to 8, "},
+                                         {"a\n", "'a' to 2, '\xFF' to 2, "}}) {
+        Write("/f", content);
+        FILE* file = fopen(Path("/f").c_str(), "rb");
+        string read;
+        while (const char* line = ReadLine(file))
+            read += Quoted(line) + " to " + std::to_string(ftell(file)) + ", ";
+        EXPECT_EQ(read, lines);
+        fclose(file);
     }
-    for (bool forEver : {false, true}) {
-        Select("[A]|name=x|");
-        Fail("fgetc", 6, forEver), Fail("fgets", 2, forEver);
-        Case("read error", [](Result result) { result << Quoted(ReadString("A", "name", "D")); });
-    }
+    char spaces[] = "  ", text[] = "  a b  ";
+    EXPECT_STREQ(GetKeyValue("a= b=c "), " b=c ");
+    EXPECT_EQ(GetKeyValue("a"), nullptr);
+    EXPECT_STREQ(Trim(text), "a b");
+    EXPECT_STREQ(text, "  a b");
+    EXPECT_STREQ(Trim(spaces), "");
+    EXPECT_TRUE(SectionExistsInLine("x[A]", "A"));
+    EXPECT_FALSE(SectionExistsInLine("[a]", "A"));
+}
+
+// A second lookup overwrites the text of the first.
+TEST_F(IniTest, HasOneBuffer) {
+    Select("[A]\nnumber=3\nname=x\n");
+    const char* first = ReadString("A", "name", "default");
+    EXPECT_STREQ(ReadString("A", "number", "default"), "3");
+    EXPECT_STREQ(first, "r=3");  // where the value of "name" stood
 }
 
 }  // namespace

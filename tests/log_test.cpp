@@ -1,5 +1,6 @@
 #include "Common/Log.h"
 
+#include <climits>
 #include <filesystem>
 
 #include "fakes.h"
@@ -9,84 +10,132 @@ using namespace fakes;
 namespace {
 
 const char kFile[] = "/usr/local/DatacardService/Zerbin.log";
+constexpr unsigned kLimit = 10000001;  // of its size
 
 using LogTest = DaemonTest;
+
+void Open(const string& path = Path(kFile)) {
+    InitLogSystem(path.c_str());
+}
 
 void Say(const char* message) {
     Log("src/Zerbin", "main", "%s", message);
 }
 
-// The log file; number and time of each line are left out.
-string LogFile() {
-    string text = Shown(Read(kFile));
-    for (size_t at; (at = text.find("line ")) != string::npos;) text.erase(at, text.find("   ", at) + 3 - at);
+// What is in the log; number, time and source of each line are left out.
+string Messages() {
+    string text = Read(kFile);
+    for (size_t at; (at = text.find("line ")) != string::npos;)
+        text.erase(at, text.find("--- ", at) + 4 - at);
     return text;
 }
 
 TEST_F(LogTest, NumbersLinesFromOneForTheLifeOfTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has logged nothing yet
     const auto log = [] {
-        for (const char* message : {"while closed", "first", "lost", "last"}) {
-            Say(message);
-            CloseLogSystem();
-            InitLogSystem(Path(message[0] == 'f' ? "/none/Zerbin.log" : kFile).c_str());
-            if (message[0] == 'l') scene.now += (2 * 365 + 300) * 86400 / 2;
-        }
+        setenv("TZ", "XYZ-3", 1);
+        tzset();
+        Say("not counted: it is closed");
+        Open();
+        Log(nullptr, "f", "not counted"), Log("a/b", nullptr, "not counted"), Log("a/b", "f", nullptr);
+        Say("first");
         CloseLogSystem();
-    };
-    const auto die = [&] {
-        Happened(log);
+        Open("/none/Zerbin.log");
+        Say("lost");
+        CloseLogSystem();
+        fputs(Read(kFile).c_str(), stderr);
+        std::filesystem::resize_file(Path(kFile), kLimit);
+        Open();
+        scene.now += (2 * 365 + 300) * 86400 / 2;
+        Say("in the emptied file");
+        CloseLogSystem();
         fputs(Read(kFile).c_str(), stderr);
         _Exit(0);
     };
-    EXPECT_EXIT(die(), ::testing::ExitedWithCode(0),
-                ::testing::Eq("line 1===2009-3-5 9:4:12   Zerbin:main --- first\n"
-                              "line 3===2010-8-2 9:4:12   Zerbin:main --- last\n"));
+    EXPECT_EXIT(log(), ::testing::ExitedWithCode(0),
+                ::testing::Eq("line 1===2009-3-5 12:4:12   Zerbin:main --- first\n"
+                              "line 3===2010-8-2 12:4:12   Zerbin:main --- in the emptied file\n"));
+}
+
+TEST_F(LogTest, AnyTimeIsShown) {
+    for (const auto& [value, shown] :
+         {std::pair{0, "===1900-1-0 0:0:0 "},
+          {INT_MAX, "===-2147481749--2147483648-2147483647 2147483647:2147483647:2147483647 "},
+          {INT_MIN, "===-2147481748--2147483647--2147483648 -2147483648:-2147483648:-2147483648 "}}) {
+        MakeMachine();
+        scene.localTime = [number = value](const time_t*, tm* time) {
+            time->tm_year = time->tm_mon = time->tm_mday = time->tm_hour = time->tm_min = time->tm_sec =
+                number;
+            return number != 0 ? time : nullptr;
+        };
+        Open(), Say("x"), CloseLogSystem();
+        EXPECT_NE(Read(kFile).find(shown), string::npos) << Read(kFile);
+    }
+    for (const time_t now : {time_t{LONG_MIN}, time_t{-1}, time_t{LONG_MAX}}) {
+        MakeMachine();
+        scene.now = now;
+        Open(), Say("x"), CloseLogSystem();
+        EXPECT_EQ(Messages(), "x\n");
+    }
 }
 
 TEST_F(LogTest, Lines) {
     for (const char* path : {"src/Zerbin", "/a/b.c", "INI", "/x", "x/", "", "a/b%%"})
-        Case(path, [&](Result) { Log(path, "f", "x"); });
+        Case("from '" + string(path) + "'", [&](Result) { Log(path, "f", "x"); });
     for (const char* message : {"", "100%% %s%n", "%%%", "%%%%", "%"})
-        Case(message, [&](Result) { Log("a/b", "f", "%s", message); });
-    Case("%%%% and %% of %d", [](Result) { Log("a/b", "f", "%%%% and %% of %d", 5); });
-    Case("null", [](Result) { Log(nullptr, "f", "x"), Log("a/b", nullptr, "x"), Log("a/b", "f", nullptr); });
-    Case("null path", [](Result) { InitLogSystem(nullptr), Say("x"); });
-}
-
-TEST_F(LogTest, Files) {
-    Case("lines come one call later", [](Result result) {
-        for (const char* message : {"1", "2"}) Say(message), result << "[" << LogFile() << "]";
-    });
-    Case("too long", {"none"}, [](Result result) {
-        CloseLogSystem(), Remove(kFile), InitLogSystem(Path(kFile).c_str());
-        Say(string(3000, 'm').c_str()), Say("next"), CloseLogSystem();
-        result << Read(kFile).find("line ", 1);
-    });
-    for (size_t length : {1023u, 1024u})
-        Case("path of " + std::to_string(length), [&](Result) {
+        Case("message '" + string(message) + "'", [&](Result) { Log("a/b", "f", "%s", message); });
+    Case("format '%%%% and %% of %d'", [](Result) { Log("a/b", "f", "%%%% and %% of %d", 5); });
+    Case("null path", [](Result) { InitLogSystem(nullptr), Say("not written"); });
+    for (const size_t length : {1023u, 1024u})
+        Case("path of " + std::to_string(length) + " characters", [&](Result) {
             const string folder = Path("/usr/local/DatacardService");
-            CloseLogSystem(), InitLogSystem((folder + string(length - folder.size() - 1, '/') + "f").c_str());
-            Say("x"), CloseLogSystem();
+            CloseLogSystem(), Open(folder + string(length - folder.size() - 1, '/') + "f");
+            Say("written to the shorter one"), CloseLogSystem();
         });
 }
 
-TEST_F(LogTest, Trouble) {
-    const auto log = [&](unsigned size, const string& fails = "", int n = 1, bool forEver = false) {
-        Write(kFile, "old");
+TEST_F(LogTest, WritesWhenTheNextLineComesOrAtTheEnd) {
+    Open(), Say("1");
+    EXPECT_EQ(Messages(), "");
+    Say("2");
+    EXPECT_EQ(Messages(), "1\n");
+    CloseLogSystem();
+    EXPECT_EQ(Messages(), "1\n2\n");
+}
+
+TEST_F(LogTest, CutsALongLine) {
+    Open(), Say(string(3000, 'm').c_str()), Say("next"), CloseLogSystem();
+    EXPECT_EQ(Read(kFile).find("line ", 1), 2047u);
+}
+
+TEST_F(LogTest, AnOpenLogStaysOpen) {
+    const string other = Path("/Volumes/other.log");
+    for (const char* path : {other.c_str(), static_cast<const char*>(nullptr)}) {
+        Open(), Say("1");
+        InitLogSystem(path), Open(other), Say("2");
+        CloseLogSystem();
+    }
+    EXPECT_EQ(Messages(), "1\n2\n1\n2\n");
+    EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+TEST_F(LogTest, GoesOnAfterTrouble) {
+    const auto log = [](unsigned size, const string& fails = "", int n = 1, bool forEver = false) {
+        Write(kFile, "old\n");
         std::filesystem::resize_file(Path(kFile), size);
+        scene = Scene();
         scene.countLog = true;
         Fail(fails, n, forEver);
-        Case(std::to_string(size) + " bytes, then " + fails + " fails", {"none"}, [](Result result) {
-            for (const char* message : {"1", "2", "3"}) Say(message);
-            CloseLogSystem(), result << LogFile();
-        });
+        Happened([] { Open(), Say("1"), Say("2"), Say("3"), CloseLogSystem(); });
+        return Shown(Messages());
     };
-    for (unsigned size : {10000000u, 10000001u}) log(size);
-    for (bool forEver : {false, true}) log(3, "fopen", 1, forEver);
-    log(10000001, "fopen", 2);        // not opened again
-    log(10000001, "fseek", 1, true);  // no seek, no test of the size
-    log(3, "fputs", 2);
+    EXPECT_EQ(log(kLimit - 1), "2\n3\n");  // the first was one too many
+    EXPECT_EQ(log(kLimit), "1\n2\n3\n");
+    EXPECT_EQ(log(4, "fopen"), "old\n2\n3\n");
+    EXPECT_EQ(log(4, "fopen", 1, true), "old\n");
+    EXPECT_EQ(log(kLimit, "fopen", 2), "2\n3\n");                              // not opened again
+    EXPECT_EQ(log(kLimit, "fseek", 1, true), "old\n\\x00{9999997}1\n2\n3\n");  // no seek, no test of the size
+    EXPECT_EQ(log(4, "fputs", 2), "old\n1\n3\n");
 }
 
 }  // namespace

@@ -4,18 +4,18 @@
 #include "fakes.h"
 
 using namespace fakes;
-using namespace std::string_literals;
 
 int ZerbinMain();  // the daemon's main
 
 namespace {
 
 const char kPort[] = "/dev/cu.TOVRIKMobile-Pcui1";
+const char kConfig[] = "/Library/StartupItems/TovrikZerbin/config";
 const Answer kFinder = {"Finder", {0}, "312 ?? 0:00.31 Finder.app\n"};
 const std::vector<Answer> kSession = {{"ps aux", {}, "mika\n"}, {"stat", {}, "mika\n"}, kFinder};
 
 void Configure(const string& volumes) {
-    Write("/Library/StartupItems/TovrikZerbin/config", "[Volumes]\n" + volumes);
+    Write(kConfig, "[Volumes]\n" + volumes);
 }
 
 class ZerbinTest : public DaemonTest {
@@ -28,52 +28,67 @@ protected:
     }
     static void WithSetup() {
         Write("/Applications/Pelluria.app/Contents/Resources/SysConfig.dat",
-              Lines("[SD_THIRDPARTY_SETUP]|SD_THIRD_SETUP=Yes|SD_THIRD_FILE_PATH=Pelluria|"
-                    "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg|SD_RUN_THIRD_FILE_ONCE=Yes|"));
+              "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n"
+              "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg\nSD_RUN_THIRD_FILE_ONCE=Yes\n");
     }
     // The whole run of the daemon, until its run loop ends.
-    void Start(const string& name, const std::vector<string>& parts = {}) {
-        Case(name, parts, [](Result result) {
+    void Start(const string& title, const std::vector<string>& parts) {
+        Case(title, parts, [](Result result) {
             CloseLogSystem();
             result << ZerbinMain() << " after " << scene.slept << " s";
             Log("/test", "test", "The log is closed: main --- must not show this.");
         });
     }
-    void Mounted(const string& name, const std::vector<string>& parts = {}) {
-        Case(name, parts, [](Result) { DiskMountCallback(nullptr, nullptr, nullptr); });
+    void Mounted(const string& title, const std::vector<string>& parts) {
+        Case(title, parts, [](Result) { DiskMountCallback(nullptr, nullptr, nullptr); });
     }
 };
 
-TEST_F(ZerbinTest, FindCommPort) {
-    const auto find = [&](std::vector<const char*> ports, const char* name = "TOVRIKMobile-Pcui",
-                          int size = 8) {
-        scene.ports = ports;
-        Case(std::to_string(ports.size()) + " services", [&](Result result) {
-            char output[] = "untouched";
-            result << FindCommPort(name, output, size) << " " << output;
-        });
-    };
-    find({});
-    find({nullptr, "/dev/cu.Bluetooth", kPort, "/dev/cu.TOVRIKMobile-Pcui2"});
-    find({"/dev/cu.TovrikMobile-Pcui", "/dev/cu.100%s%n"});
-    find({kPort}, nullptr);
-    find({kPort}, kPort, 0);
-    Fail("CFStringGetCString", 1);
-    find({kPort, "/dev/cu.x"}, kPort);
-    scene.ports = {kPort};
-    Case("no output", [](Result result) { result << FindCommPort("cu", nullptr, 8); });
+TEST_F(ZerbinTest, PutsTheProcessInOrder) {
+    for (int closed = 0; closed < 8; ++closed) {
+        string first;
+        for (int descriptor = 0; descriptor < 3; ++descriptor) {
+            if ((closed & (1 << descriptor)) == 0) continue;
+            scene.closed.insert(descriptor);
+            first += "* open /dev/null for both gives " + std::to_string(descriptor) + "\n";
+        }
+        first += "* signal SIGCHLD default\n* signal SIGXFSZ ignored\n* DASessionCreate";
+        EXPECT_EQ(Happened([] { ZerbinMain(); }).substr(0, first.size()), first);
+    }
 }
 
-TEST_F(ZerbinTest, StartsWithoutModemAndServesTwoArrivals) {
+TEST_F(ZerbinTest, FindCommPort) {
+    const auto find = [&](const string& title, std::vector<const char*> ports,
+                          const char* name = "TOVRIKMobile-Pcui", int size = 8,
+                          const std::vector<string>& parts = {}) {
+        scene.ports = ports;
+        Case(title, parts, [&](Result result) {
+            char output[40] = "untouched";
+            result << FindCommPort(name, output, size) << ", output '" << output << "'";
+        });
+    };
+    find("no service", {});
+    find("the third", {nullptr, "/dev/cu.Bluetooth", kPort, "/dev/cu.TOVRIKMobile-Pcui2"});
+    find("none of two", {"/dev/cu.TovrikMobile-Pcui", "/dev/cu.100%s%n"});
+    find("no name", {kPort}, nullptr, 8, kEverything);
+    for (const int size : {0, 1}) find("size " + std::to_string(size), {kPort}, kPort, size, {"success"});
+    // Conversions that fail: the first leaves the name, the second leaves the buffer as it was.
+    Fail("CFStringGetCString", 1, true);
+    find("no conversion", {kPort, ""}, kPort, 40);
+    scene.ports = {kPort};
+    Case("no output", {"success"}, [](Result result) { result << FindCommPort("cu", nullptr, 8); });
+}
+
+TEST_F(ZerbinTest, StartsWithoutModemAndServesArrivals) {
     WithSetup();
     for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
-    scene.onRunLoop = [] {
-        Arrive();
-        scene.refuseMount = true;
-        Fail("DADiskSetOptions", 1);
-        Arrive();
-    };
-    Start("arrivals");
+    scene.onRunLoop = Arrive;
+    Start("everything that happens", kEverything);
+    scene.answers = kSession;
+    scene.refuseMount = true;
+    scene.onRunLoop = [] { Fail("DADiskSetOptions", 1), Arrive(), Arrive(); };
+    Start("two refused arrivals after the setup",
+          {"DiskPeekCallback ---", "* DADisk", "DiskMount", "RunSDProgram ---"});
 }
 
 TEST_F(ZerbinTest, ServesAModemThatWasThere) {
@@ -83,7 +98,8 @@ TEST_F(ZerbinTest, ServesAModemThatWasThere) {
         if (scene.slept == 5) MakeFolder("/Volumes/Pelluria");
         if (scene.slept == 10) MakeFolder("/Volumes/Third Party Setup");
     };
-    Start("third probe");
+    Start("found at the third probe",
+          {"main ---", "* IO", "Port ---", "* CF", "* DA", "sleep", "* system", "time"});
 }
 
 TEST_F(ZerbinTest, GoesOnWithoutConfiguration) {
@@ -94,59 +110,65 @@ TEST_F(ZerbinTest, GoesOnWithoutConfiguration) {
 
 TEST_F(ZerbinTest, TakesLabelAndMountArgumentFromTheConfiguration) {
     for (const string& volumes :
-         {"name=" + string(100, 'l') + "\ndisable_cdrom=TRUE\n", "name=a/b\ndisable_cdrom=True \n"s,
-          "name= M\xC3\xBC \ndisable_cdrom=yes\n"s, "name=\xFF%s%n\ndisable_cdrom=1\n"s,
-          "name=\ndisable_cdrom=\n"s, ""s}) {
+         {"name=" + string(100, 'l') + "\ndisable_cdrom=TRUE\n", string("name=a/b\ndisable_cdrom=True \n"),
+          string("name= M\xC3\xBC \ndisable_cdrom=yes\n"), string("name=\xFF%s%n\ndisable_cdrom=1\n"),
+          string("name=\ndisable_cdrom=\n"), string()}) {
         Configure(volumes);
         scene.answers = kSession;
         scene.ports = {kPort};
-        Start(volumes, {"299", " 149 time", "disable_cdrom", "can't", "* DA"});
+        scene.onRunLoop = [] { DiskPeekCallback(nullptr, nullptr); };
+        Start("'" + volumes + "'", {" 149 time", "* DARegister", "* DADiskMount"});
     }
-    Write("/Library/StartupItems/TovrikZerbin/config", string(1 << 20, '\0') + string(1 << 20, '['));
+    Write(kConfig, string(1 << 20, '\0') + string(1 << 20, '['));
     Start("binary", {"DARegister", "disable_cdrom is"});
-    Remove("/Library/StartupItems/TovrikZerbin/config");
-    MakeFolder("/Library/StartupItems/TovrikZerbin/config");
+    Remove(kConfig);
+    MakeFolder(kConfig);
     Start("folder", {"DARegister", "disable_cdrom is"});
 }
 
 TEST_F(ZerbinTest, LooksAtOwnersAndFinderBeforeTheLaunch) {
-    const auto look = [&](const string& name, const std::vector<Answer>& answers) {
+    const auto look = [&](const string& title, const std::vector<Answer>& answers) {
         scene.answers = answers;
-        Mounted(name, {"DiskMountCallback ---", "popen", "pclose", "system"});
+        Mounted(title, {"popen", "fgets", "same", "pname.", "pipe", "system open"});
     };
-    look("other owner", {{"ps aux", {}, "root\n"}, {"stat", {}, "mika\n"}});
-    look("no line end", {{"ps aux", {}, "mika"}, {"stat", {}, "mika\n"}});
-    look("long owner", {{"ps aux", {}, string(300, 'o')}, {"stat", {}, string(255, 'o') + "p"}, kFinder});
-    look("nothing printed", {kFinder});
-    for (int pipe : {1, 2}) Fail("popen", pipe), look("no pipe", kSession);
+    look("another owner", {{"ps aux", {}, "root\n"}, {"stat", {}, "mika\n"}});
+    look("a line without end", {{"ps aux", {}, "mika"}, {"stat", {}, "mika\n"}});
+    const Answer kLong = {"ps aux", {}, string(300, 'o')};
+    look("255 characters alike", {kLong, {"stat", {}, string(255, 'o') + "p"}, kFinder});
+    look("254 characters alike", {kLong, {"stat", {}, string(254, 'o') + "p"}, kFinder});
+    look("no owner printed", {kFinder});
+    for (const int pipe : {1, 2}) Fail("popen", pipe), look("no pipe " + std::to_string(pipe), kSession);
     Fail("getpid", 1), look("no process id", {{"ps aux", {}, "root\n"}, kFinder});
+    look("a Finder of one character", {kSession[0], kSession[1], {"Finder", {}, "F"}});
+
+    const std::vector<string> kParts = {"DiskMountCallback ---", "recv", "sleep 5", "failed 9"};
     scene.answers = kSession;
     scene.answers[2] = {"Finder", std::vector<int>(20, 256), string(1100, 'F')};
     scene.answers[2].statuses.push_back(0);
-    Mounted("late Finder");
+    Mounted("a late Finder", kParts);
     scene.answers = {{"Finder", {}, string(2, '\0')}};
     scene.onSecond = [] {
         if (scene.slept == 5) scene.answers = {{"Finder", {}, ""}};
         if (scene.slept == 10) scene.answers = {kFinder};
     };
-    Mounted("Finder prints nothing at first", {"DiskMountCallback ---", "sleep", "system"});
+    Mounted("a Finder that prints nothing at first", kParts);
 }
 
 TEST_F(ZerbinTest, LaunchesWhatTheConfigurationNames) {
     for (const string& path :
-         {"path1=/Volumes/My App.app/ "s, ""s, "path1="s, "path1=a\"b$(c)%s"s, "path1=" + string(501, 'p'),
-          "path1=" + string(502, 'p'), "path1=" + string(600, 'p')}) {
+         {string("path1=/Volumes/My App.app/ "), string(), string("path1="), string("path1=a\"b$(c)%s"),
+          "path1=" + string(501, 'p'), "path1=" + string(502, 'p'), "path1=" + string(600, 'p')}) {
         Configure(path + "\n");
         scene.answers = kSession;
-        Mounted(path, {"system open"});
+        Mounted("'" + path + "'", {"system open"});
     }
     scene.answers = kSession;
     scene.answers.push_back({"open -a", {256}});
-    Mounted("launch fails");
-    Case("no setup", [](Result result) { result << DiskMountApproval(); });
+    Mounted("the launch fails", {"DiskMount", "system open"});
     for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
     WithSetup();
-    Case("setup", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
+    Case("with a setup", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
+    Case("without", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
 }
 
 }  // namespace
