@@ -7,7 +7,7 @@
 #include "velmar/velmar.h"
 
 char g_filename[1024] = ZERBIN_INITIAL_INI_FILE;  // the selected file
-char g_linetext[1024];                            // the line read last; zero after it
+char g_linetext[1024];                            // the last line read; the rest is zero
 static size_t g_lineLength;                       // of that line, including NULs in it
 // Kept: the offsets and the size are part of the module's state, although nothing reads them.
 int32_t g_last_line_offset;     // where the line before it ends
@@ -212,6 +212,7 @@ bool KeyExists(FILE* stream, const char* key) {
         return false;
     }
     while (char* line = ReadLine(stream)) {
+        // Kept: the key is looked for first, so a line with brackets that has it does not end the section.
         if (KeyExistsInLine(line, key)) return true;
         if (HasBrackets(line)) return false;
     }
@@ -240,5 +241,6 @@ bool KeyExistsInLine(char* line, const char* key) {
     // the key was found, so "path=/x/name" has the key "name".
     const char* after = trimmed + strlen(key);
     while (*after == ' ') ++after;
+    // Kept: a line that ends there has the key, too, without a '='.
     return *after == '=' || *after == '\0';
 }

@@ -31,19 +31,21 @@ const char* ReadStringEx(const char* section, const char* key, const char* defau
 // null, else "param error." as ReadString and "ReadString error".
 int32_t ReadInteger(const char* section, const char* key, int32_t defaultValue);
 
-// ReadString with the empty string as default; null, and "param error.", when section or key is null.
+// ReadString with the empty string as default. Returns null and logs "param error." for a null section or
+// key.
 const char* GetInitKey(const char* unused, const char* section, const char* key);
 
-// The text after the first '=' of `line`, or null when there is none. Null, and "param error", for null.
+// The text after the first '=' of `line`, or null when there is none. Returns null and logs "param error" for
+// a null argument.
 const char* GetKeyValue(const char* line);
 
-// Cuts trailing spaces in place and returns the first
-// non-space character. Null, and "param error.", for null.
+// Cuts trailing spaces in place and returns the first character that is none. Returns null and logs "param
+// error." for a null argument.
 char* Trim(char* text);
 
 // The next non-empty line of `stream`, or null at its end and for a line that begins
 // with a NUL; on a read error, the part read so far, or null. After a last line that
-// has a line feed comes one more, of the single byte 0xFF. "param error" for null.
+// has a line feed comes one more, of the single byte 0xFF. Logs "param error" for null.
 char* ReadLine(FILE* stream);
 
 // Reads on until the section's header line: true, with the stream at the line after it; false at the end of

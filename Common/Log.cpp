@@ -21,7 +21,8 @@ constexpr size_t kPathLimit = 1024;
 constexpr size_t kLineSize = 2048;
 constexpr long kFileSizeLimit = 10000001;  // bytes
 
-// The part after the last '/'. Kept: a path without '/' loses its first character, so "INI" is shown as "NI".
+// The part after the last '/'.
+// Kept: a path without '/' loses its first character, so "INI" is shown as "NI".
 const char* ShortName(const char* path) {
     size_t position = strlen(path);
     while (position > 1 && path[position - 1] != '/') --position;
@@ -48,9 +49,9 @@ void OpenStream(const char* mode) {
     if (g_stream != nullptr) fcntl(fileno(g_stream), F_SETFD, FD_CLOEXEC);
 }
 
-// Opens the stream if need be, moves to its end, and empties a file that has grown too large. The seek also
-// pushes the previous line out of the stream's buffer. Kept: there is no other flush, so the newest line is
-// missing from the file until the next call or until the log is closed.
+// Opens the stream if need be, moves to its end, and empties a file that has grown too large.
+// Kept: only the seek pushes the previous line out of the stream's buffer, so the newest line is missing from
+// the file until the next call or until the log is closed.
 bool PrepareStream() {
     if (g_stream == nullptr) OpenStream("a+");
     if (g_stream == nullptr) return false;
@@ -73,6 +74,7 @@ void FoldDoubledPercent(char* line) {
 
 }  // namespace
 
+// Kept: an open stream stays open, so a new path counts only after the log was closed.
 void InitLogSystem(const char* path) {
     g_blogSystemInitSuccess = path != nullptr && strlen(path) < kPathLimit;
     if (g_blogSystemInitSuccess)

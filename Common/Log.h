@@ -14,7 +14,7 @@ void CloseLogSystem();
 // Writes one line. `file` is the caller's source path, of which the part after the last '/' is
 // shown (a path without '/' is shown without its first character); `function` is the caller's
 // name; `format` and the arguments make the message as velmar::snprintf_s does (an invalid format
-// makes an empty one). A text that somebody else wrote is passed through "%s", never as a format.
+// makes an empty one). Text that is not a literal is passed through "%s", never as a format.
 // Message and line are each cut to 2,047 characters; a cut line has no line end. A doubled per
 // cent sign in the line is written once. Does nothing while logging is disabled, or when `file`,
 // `function` or `format` is null. A file of 10,000,001 bytes or more is emptied before the line

@@ -80,7 +80,7 @@ constexpr uint16_t kMacRoman[128] = {
     0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4, 0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9,
     0x0131, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
 
-// Reads the character at `text` and moves behind it; false when that is not well-formed UTF-8.
+// Reads the character at `text` and moves past it; false when that is not well-formed UTF-8.
 bool DecodeUtf8(const char** text, uint32_t* character) {
     static constexpr uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(*(*text)++);

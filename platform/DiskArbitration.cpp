@@ -40,7 +40,7 @@ constexpr char kUntitled[] = "Untitled";
 
 constexpr DADiskOptions kMountAutomatic = 0x10;
 constexpr auto kRefused = static_cast<DAReturn>(0xF8DA0001);
-constexpr auto kBadArgument = static_cast<DAReturn>(0xF8DA0003);
+constexpr auto kDAReturnBadArgument = static_cast<DAReturn>(0xF8DA0003);
 
 struct PeekRequest {
     DASessionRef session;
@@ -93,7 +93,7 @@ DADiskRef CreateDisk(const char* bsdName) {
     char label[kMaxText];
     if (!ReadOfDisk(bsdName, "label", label) || label[0] == '\0') return disk;
     disk->label = CFStringCreateWithCString(kCFAllocatorDefault, label, kCFStringEncodingUTF8);
-    if (disk->label == nullptr)  // not UTF-8, so it is an old one
+    if (disk->label == nullptr)  // not UTF-8, so assume MacRoman
         disk->label = CFStringCreateWithCString(kCFAllocatorDefault, label, kCFStringEncodingMacRoman);
     return disk;
 }
@@ -101,7 +101,7 @@ DADiskRef CreateDisk(const char* bsdName) {
 }  // namespace
 
 DAReturn DADiskSetOptions(DADiskRef disk, DADiskOptions options, Boolean value) {
-    if (disk == nullptr) return kBadArgument;
+    if (disk == nullptr) return kDAReturnBadArgument;
     if ((options & kMountAutomatic) != 0) disk->automatic = value != 0;
     return kDAReturnSuccess;
 }
@@ -110,14 +110,14 @@ DAReturn DADiskSetOptions(DADiskRef disk, DADiskOptions options, Boolean value) 
 
 namespace {
 
-// What a link to something on the disk begins with, seen from the folder of volumes.
+// The start of every link target on this disk, relative to the folder of volumes.
 void LinkPrefix(const char* bsdName, char (&prefix)[kMaxPath]) {
     snprintf(prefix, sizeof prefix, "../%s/%s/", kDisks, bsdName);
 }
 
-// The number of volumes that are mounted from the disk (its own, and those of images on it), or, for null,
-// from disks that are gone; removes them if asked to.
-int CountMounts(const char* bsdName, bool unmount) {
+// Counts the volumes that are mounted from the disk (its own, and those of images on it), or, for null, from
+// disks that are gone, and removes them if asked to.
+int WalkMounts(const char* bsdName, bool unmount) {
     const int folder = OpenOnDesk(kVolumes, O_RDONLY | O_DIRECTORY);
     DIR* volumes = folder < 0 ? nullptr : fdopendir(folder);
     if (volumes == nullptr) {
@@ -142,6 +142,14 @@ int CountMounts(const char* bsdName, bool unmount) {
     }
     closedir(volumes);
     return count;
+}
+
+bool IsMounted(const char* bsdName) {
+    return WalkMounts(bsdName, false) > 0;
+}
+
+void Unmount(const char* bsdName) {
+    WalkMounts(bsdName, true);
 }
 
 // Notes "disk2 <what> <how>" as one line, whatever characters are in it.
@@ -197,8 +205,7 @@ bool HasFolder(const char* bsdName, const char* name) {
 
 bool IsMountable(const char* bsdName) {
     char text[kMaxText];
-    return HasFolder(bsdName, "volume") && !ReadOfDisk(bsdName, "refuse", text) &&
-           CountMounts(bsdName, false) == 0;
+    return HasFolder(bsdName, "volume") && !ReadOfDisk(bsdName, "refuse", text) && !IsMounted(bsdName);
 }
 
 bool MountDisk(DADiskRef disk, const char* how) {
@@ -262,7 +269,7 @@ void ServeMountRequests() {
 
 // ---- Arrival and departure
 
-// A volume name is all there is to know of a disk here.
+// Here the volume's name is a disk's only description.
 bool Matches(DADiskRef disk, CFDictionaryRef match) {
     if (match == nullptr || CFDictionaryGetCount(match) == 0) return true;
     CFTypeRef label = CFDictionaryGetValue(match, kDADiskDescriptionVolumeNameKey);
@@ -271,8 +278,8 @@ bool Matches(DADiskRef disk, CFDictionaryRef match) {
 }
 
 void DiskAppeared(const char* bsdName) {
-    if (CountMounts(bsdName, false) > 0) return;  // mounted before it was watched
-    if (!HasFolder(bsdName, ".")) return;         // gone again, while a callback was busy
+    if (IsMounted(bsdName)) return;        // mounted before it was watched
+    if (!HasFolder(bsdName, ".")) return;  // gone again, while a callback was busy
     DADiskRef disk = CreateDisk(bsdName);
     if (disk == nullptr) return;
     for (PeekRequest* peek = g_peeks; peek != nullptr; peek = peek->next)
@@ -282,7 +289,7 @@ void DiskAppeared(const char* bsdName) {
 }
 
 void DiskDisappeared(const char* bsdName) {
-    CountMounts(bsdName, true);
+    Unmount(bsdName);
 }
 
 }  // namespace
@@ -301,7 +308,7 @@ void DASessionScheduleWithRunLoop(DASessionRef session, CFRunLoopRef /*runLoop*/
     g_wake = eventfd(g_mounts != nullptr ? 1 : 0, EFD_CLOEXEC | EFD_NONBLOCK);
     AddRunLoopSource(g_wake, ServeMountRequests);
     WatchDisks(DiskAppeared, DiskDisappeared);
-    CountMounts(nullptr, true);
+    Unmount(nullptr);
 }
 
 void DARegisterDiskPeekCallback(DASessionRef session, CFDictionaryRef match, CFIndex order,

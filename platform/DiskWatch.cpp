@@ -20,7 +20,7 @@ namespace {
 constexpr char kWatchLock[] = "desk/watched";
 
 // A disk as it was when it was last looked at. A move changes the time, which tells a disk that has been out
-// and in again from one that has stayed.
+// and in again from one that has stayed. So does any other change of its folder, which then counts as a move.
 struct KnownDisk {
     char bsdName[NAME_MAX + 1];
     ino_t folder;

@@ -13,7 +13,7 @@ namespace {
 
 #define kIOProviderClassKey "IOProviderClass"  // named as in the framework; CFSTR takes only a literal
 constexpr char kPorts[] = "desk/ports";
-constexpr auto kBadArgument = static_cast<kern_return_t>(0xE00002C2);
+constexpr auto kIOReturnBadArgument = static_cast<kern_return_t>(0xE00002C2);
 
 // A service has a path or none; an iterator has names of ports still to come. Neither holds a descriptor.
 struct RegistryObject {
@@ -43,7 +43,7 @@ void DestroyRegistryObject(void* memory) {
     free(object);
 }
 
-io_object_t FreeSlot() {
+io_object_t FindFreeSlot() {
     for (unsigned i = 0; i < g_objectCount; ++i)
         if (g_objects[i] == nullptr) return i + 1;
     // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers are what it holds
@@ -57,7 +57,7 @@ io_object_t FreeSlot() {
 
 // 0 when there is no memory.
 io_object_t CreateRegistryObject(RegistryObject** object) {
-    const io_object_t slot = FreeSlot();
+    const io_object_t slot = FindFreeSlot();
     if (slot == 0) return 0;
     *object = static_cast<RegistryObject*>(CreateObject(sizeof(RegistryObject), DestroyRegistryObject));
     g_objects[slot - 1] = *object;
@@ -72,7 +72,7 @@ RegistryObject* FindObject(io_object_t object) {
 
 kern_return_t IOObjectRelease(io_object_t object) {
     RegistryObject* known = FindObject(object);
-    if (known == nullptr) return kBadArgument;
+    if (known == nullptr) return kIOReturnBadArgument;
     g_objects[object - 1] = nullptr;
     CFRelease(known);
     return 0;
@@ -119,11 +119,12 @@ int IsPort(const dirent* entry) {
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t /*port*/, CFDictionaryRef matching,
                                            io_iterator_t* existing) {
-    if (matching == nullptr) return kBadArgument;
+    if (matching == nullptr) return kIOReturnBadArgument;
     const bool isSerial = MatchesSerialServices(matching);
     CFRelease(matching);
     RegistryObject* iterator;
-    if (existing == nullptr || (*existing = CreateRegistryObject(&iterator)) == 0) return kBadArgument;
+    if (existing == nullptr || (*existing = CreateRegistryObject(&iterator)) == 0)
+        return kIOReturnBadArgument;
     const int count = isSerial ? ListOnDesk(kPorts, IsPort, &iterator->ports) : 0;
     iterator->count = count > 0 ? count : 0;
     return 0;

@@ -1,5 +1,5 @@
 // How a stand-in gets its work done on the run loop.
 #pragma once
 
-// `serve` is called from CFRunLoopRun whenever `descriptor` is readable, and has to read it empty.
+// `serve` is called from CFRunLoopRun whenever `descriptor` is readable, and must drain it. At most eight sources are kept.
 void AddRunLoopSource(int descriptor, void (*serve)());

@@ -99,7 +99,7 @@ namespace {
 
 constexpr int64_t kNotFound = -1;
 
-// Leaves the stream at the line that ends the search.
+// Seeks back to the line that ended the search, logs `message` or "fseek error", and returns kNotFound.
 int64_t SeekBackAndFail(FILE* stream, long lineStart, const char* message) {
     Log(kSource, "ReadKeyValue", "%s", fseek(stream, lineStart, SEEK_SET) == 0 ? message : "fseek error");
     return kNotFound;
@@ -152,8 +152,8 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
         if (!bSection && strpbrk(szTmp, "[]") != nullptr)
             return SeekBackAndFail(pFile, lineStart, "pPos == '[' or pPos == ']', ReadKeyValue exit failed");
 
-        // Kept: found anywhere in the line, so "OLD_NAME=" is a line of "NAME"; a header counts only where
-        // the name is found first.
+        // Kept: found anywhere in the line, so "OLD_NAME=" is a line of "NAME"; a header counts only if the
+        // name's first occurrence in the line is the one in brackets.
         char* pPos = strstr(szTmp, pKeyIOValue);
         if (pPos != nullptr && bSection && IsPrimaryKey(szTmp, pPos, nKeyLen)) {
             Log(kSource, "ReadKeyValue", "find szTmp=%s is key and pPos=%s, and ReadKeyValue exit", szTmp,
@@ -184,7 +184,7 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
 
 namespace {
 
-// Looks a section or key up, from where the stream stands;
+// Looks up a section or key from the stream's current position;
 // `buffer` then holds the value. Returns its offset, or -1.
 int64_t LookUp(FILE* stream, char* buffer, size_t size, const char* name, int64_t* limit, bool isSection) {
     if (strlen(name) > size - 1) return kNotFound;
@@ -217,7 +217,7 @@ bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char
 
 namespace {
 
-// Prefix and name in a block of the heap, or null when there is no memory.
+// Prefix and name in a heap block that the caller frees; null when out of memory.
 char* JoinPath(const char* prefix, const char* name) {
     const size_t lengths = strlen(prefix) + strlen(name);
     auto* path = static_cast<char*>(malloc(lengths + 1));
@@ -247,6 +247,7 @@ bool PollDirectory(const char* path, const char* joined, int32_t testTime) {
 }  // namespace
 
 bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime) {
+    // Kept: a null name is refused before the function says that it was entered.
     if (pName == nullptr) return Fail("IsVolumeExist", "param error");
     Log(kSource, "IsVolumeExist", "IsVolumeExist Enter");
     if (testTime <= 0) return Fail("IsVolumeExist", "testTime <= 0, can't check.");
@@ -313,7 +314,7 @@ bool ChooseNewestVolume(const VolumePath& path) {
     path.text[nameEnd] = ' ';
     int32_t found = 0;
     for (;; ++found) {
-        // GCOVR_EXCL_START: for the same reason
+        // GCOVR_EXCL_START: a number always has room
         if (!WriteNumber(path, found + 1))
             return Fail("GetTempVolumeName", "pVPStr's space is small, GetTempVolumeName exit false");
         // GCOVR_EXCL_STOP
@@ -348,6 +349,7 @@ bool FindTempVolume(VolumePath* path, char* pVPStr, int32_t nSize, int64_t* pLen
 }  // namespace
 
 bool GetTempVolumeName(char* pVPStr, int32_t nSize, int64_t* pLen, const char* pPrefix, int32_t testTime) {
+    // Kept: a null limit is refused before the function says that it was entered.
     if (pLen == nullptr) return Fail("GetTempVolumeName", "param error");
     Log(kSource, "GetTempVolumeName", "GetTempVolumeName Enter");
     if (IsEmpty(pVPStr)) return false;  // also for a positive nSize: there is no name to look for
@@ -381,7 +383,8 @@ struct SetupRun {
     int64_t setupOffset;  // of the SD_THIRD_SETUP value in the file
     char* command;        // commandSize bytes of the heap, once there are commands
     size_t commandSize;
-    char szKeyOrValue[kBufferSize];  // in turn: setup, folder, base name, volume path, once
+    char szKeyOrValue[kBufferSize];  // in turn: SD_THIRD_SETUP, the folder, the base name,
+                                     // the volume's path, SD_RUN_THIRD_FILE_ONCE
     char szFileName[kFileNameSize];  // the disk image; later its base name
 };
 
@@ -389,7 +392,7 @@ int64_t LookUpSetupKey(SetupRun* run, const char* name, bool isSection = false) 
     return LookUp(run->file, run->szKeyOrValue, sizeof run->szKeyOrValue, name, &run->limit, isSection);
 }
 
-// Finds a setup that is still to be run, and notes where the file says so. False when there is none.
+// Finds a setup that is still to be run, and records the offset of its value. False when there is none.
 bool FindPendingSetup(SetupRun* run) {
     if (LookUpSetupKey(run, "[SD_THIRDPARTY_SETUP]", true) < 0)
         return Fail("RunSDProgram",
@@ -500,6 +503,7 @@ bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pV
     run.limit = kBufferSize;
     run.head = pCmdPrefix;
     run.volumes = pVolumePrefix;
+    // Kept: opened for writing too, so a file that cannot be written counts as missing.
     run.file = fopen(pSetupFile, "r+");
     if (run.file == nullptr) {
         Log(kSource, "RunSDProgram", "open file [%s] failed, RunSDProgram exit false", pSetupFile);

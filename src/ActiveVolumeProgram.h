@@ -18,21 +18,24 @@ bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen);
 // `nSize` bytes) names; the name is trimmed in place. Lines are read in pieces of at most 1,023 characters.
 //   Section: returns the file offset, in bytes, of its line; the stream stands after that line.
 //   Key: returns the offset of the byte after its '='; `pKeyIOValue` holds the trimmed value (cut to nSize -
-//   1 characters), and the stream stands after the line. A line that holds '[' or ']' ends the search. Kept:
-//   the key is found anywhere before a '=', so "OLD_NAME=" and "NAME_OLD=" are lines of the key "NAME", too.
+//   1 characters), and the stream stands after the line. A line that holds '[' or ']' ends the search.
+//   Kept: the key is found anywhere before a '=', so "OLD_NAME=" and "NAME_OLD=" are lines of the key "NAME",
+//   too.
 // Returns -1 on failure. With a null or empty argument or a size below 1 nothing changes. Else the stream
 // stands at the end of the file, at the start of the bracketed line, or, when the value's length reaches the
 // limit *pLen, at the start of the key's line: then *pLen is the size needed (length plus 1) and
-// `pKeyIOValue` is empty; otherwise it holds the trimmed name. A null `pLen` means no limit.
+// `pKeyIOValue` is empty; otherwise it holds the trimmed name. After a seek or a query of the offset that
+// failed, the stream stands wherever that left it. A null `pLen` means no limit. Logs, besides, the name
+// that it looks for.
 int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLen, bool bSection);
 
-// Whether `pKey` of `pSection` in the file has the value
-// `pValue`, regardless of case. False on every failure.
+// Whether `pKey` of `pSection` in the file has the value `pValue`, regardless of case. False on every failure,
+// and for a section or key of more than 1,023 characters.
 bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char* pKey, const char* pValue);
 
 // Whether the directory pPrefix + pName (or pName, for a null or empty prefix) can be opened within
 // `testTime` seconds; tries every 2 seconds, and sleeps them after the last failure too. False at once for a
-// `testTime` below 1, and for a null name, which gets only "param error".
+// `testTime` below 1, and for a null name, which logs only "param error". Logs each failed try as well.
 bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime);
 
 // Finds the volume that a disk image mounts. In: `pVPStr` (capacity `nSize` bytes) is the image's base
@@ -49,6 +52,7 @@ bool GetTempVolumeName(char* pVPStr, int32_t nSize, int64_t* pLen, const char* p
 // is "yes", writes "No" and a NUL over the first three bytes of the SD_THIRD_SETUP value; the file keeps its
 // length. `pCmdPrefix` is the head of each command up to and including the opening quote, `pVolumePrefix` the
 // volumes folder with its trailing '/'. True when all of that was done; false on any failure and when there
-// is nothing to run. Kept: a mark that cannot be written leaves the file open and a buffer allocated. Blocks
-// for up to 180 + 30 seconds of waiting for folders, and for 10 tries of each command.
+// is nothing to run. Logs each command as well. Blocks for up to 180 + 30 seconds of waiting for folders, and
+// for 10 tries of each command.
+// Kept: a mark that cannot be written leaves the file open and a buffer allocated.
 bool RunSDProgram(const char* pSetupFile, const char* pCmdPrefix, const char* pVolumePrefix);

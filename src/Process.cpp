@@ -29,6 +29,7 @@ void LogFailedTry(int number, int status, const char* command, int error) {
     } else if (status == kStatusShellFailed) {
         Log(kSource, "RunShellProgram", "system failed %d time because shell failed. (%s)", number, command);
     } else {
+        // Kept: the wait status is looked up as if it were an error number, so its text means nothing.
         char statusText[kErrorTextSize];  // a copy: the next strerror may overwrite or free its text
         velmar::strncpy_s(statusText, sizeof statusText, strerror(status), sizeof statusText - 1);
         Log(kSource, "RunShellProgram", "system failed %d time, return %d[%s]:(%s), err = (%s)", number,
@@ -61,6 +62,7 @@ Capture ReadCaptureFile(char* output, size_t size) {
 }  // namespace
 
 bool RunShellProgram(const char* command, int tries) {
+    // Kept: a null command is refused before the function says that it was entered.
     if (command == nullptr) {
         Log(kSource, "RunShellProgram", "param error");
         return false;
@@ -93,6 +95,7 @@ bool RunShellCmd(const char* command, char* output, int size) {
 
     velmar::snprintf_s(cmdBuff, sizeof cmdBuff, sizeof cmdBuff - 1, "%s > %s", command, kCaptureFile);
     if (!RunShellProgram(cmdBuff, kCaptureTries)) {
+        // Kept: the capture file, which the shell made all the same, stays until the next call that succeeds.
         Log(kSource, "RunShellCmd", "RunShellProgram cmdBuff 1 failed");
         return false;
     }

@@ -174,6 +174,7 @@ int FindCommPort(const char* name, char* output, int size) {
                                                     kCFStringEncodingUTF8) != 0;
         path[sizeof path - 1] = '\0';
         Log(kSource, "FindCommPort", "%s", path);
+        // Kept: the output gets every path, also those that do not match.
         if (isOutputWanted)
             velmar::strncpy_s(output, static_cast<size_t>(size), path, static_cast<size_t>(size) - 1);
         CFRelease(property);

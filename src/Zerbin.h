@@ -17,14 +17,14 @@ int FindCommPort(const char* name, char* output, int size);
 // mount is requested all the same.
 void DiskPeekCallback(DADiskRef disk, void* context);
 
-// The modem's volume is mounted (or its mount was refused; no argument is looked at): if the daemon's owner
-// owns the console, waits without limit for a Finder, launches the companion application and calls
+// Called when the modem's volume has been mounted or its mount refused; ignores its arguments. If the daemon
+// runs as the console's owner, waits without limit for a Finder, launches the companion application and calls
 // DiskMountApproval. Logs each step between "DiskMountCallback Enter" and "DiskMountCallback exit"; ends
 // early, and without the latter, after "create pipe failed!" or "are not same return.....".
 void DiskMountCallback(DADiskRef disk, DADissenterRef dissenter, void* context);
 
 // Runs the third-party setup, if one is pending. Returns 0 when it ran, -1 otherwise. Logs "DiskMountApproval
-// Enter" and which of the two it was.
+// Enter" and one message for either result.
 int DiskMountApproval();
 
 // The mount's arguments, null-terminated: { "nobrowse" or

@@ -43,7 +43,7 @@ struct format_spec {
     bool has_minus = false;              // a '-' was read; FLAG_LEFT may also come from '*'
 };
 
-// Room for the digits of an integer. A floating-point text that may be as long goes to the heap.
+// Room for the digits of an integer. A floating-point text that may reach this length is formatted on the heap.
 constexpr int kTextSize = 512;
 
 // When it pads, the C library counts a decimal point of several bytes

@@ -29,8 +29,9 @@ int indirectSprintf(char* buffer, const char* format, ...) {
 #pragma GCC diagnostic pop
 #endif
 
-// The longest directive that is composed here. Kept: a source directive of 16 characters or more
-// gets a block of the heap all the same, and when there is none, the conversion prints nothing.
+// The longest directive that is composed here.
+// Kept: a source directive of 16 characters or more gets a block of the heap all the same,
+// and when there is none, the conversion prints nothing.
 constexpr size_t kLongestDirective = sizeof "%+ #0-*.*Lf" - 1;
 constexpr size_t kLocalDirective = 16;
 static_assert(kLongestDirective < kLocalDirective, "what is composed always fits");

@@ -368,6 +368,7 @@ void put_field(format_spec* spec, output_stream* stream, int* chars_out) {
         spec->flags &= ~static_cast<uint32_t>(FLAG_LEADZERO);
     }
 
+    // Kept: a wide text is padded by its characters, not by the bytes that they become.
     const int64_t padding = int64_t{spec->width} - spec->text_length - spec->prefix_length;
     const bool left = (spec->flags & FLAG_LEFT) != 0;
     const bool zeros = (spec->flags & FLAG_LEADZERO) != 0;
@@ -513,8 +514,8 @@ inline int copy_short_run(char* to, const char* from) {
 static_assert(next_state(STATE_PERCENT, 's') == STATE_CONV && next_state(STATE_PERCENT, 'd') == STATE_CONV,
               "the engine takes both for complete directives, too");
 
-// Writes text, "%s" and "%d" at `*place`, which it moves on, while `end` is far from
-// there. Returns where in the format something else begins. The branch hints here and in
+// Writes text, "%s" and "%d" to *place, advancing it, as long as `end` is far away.
+// Returns where in the format something else begins. The branch hints here and in
 // write_int keep the common path straight, which saves a quarter of a log line's time.
 inline const char* put_plain(char** place, const char* end, const char* format, argument_list* arguments) {
     if (end - *place <= kFar || arguments->absent) return format;
@@ -612,7 +613,7 @@ int format_bounded(char* dest, size_t destMax, size_t count, const char* format,
         if (dest != nullptr && destMax != 0) dest[0] = '\0';
         return -1;
     }
-    // Kept: a text that `count` cuts stays, one that the buffer cuts is dropped, and callers rely on both.
+    // Kept: text cut by `count` stays, text cut by the buffer is dropped; callers rely on both.
     if (count < destMax) {
         const int result = vsnprintf_helper(dest, count + 1, format, arguments);
         if (result == -1) dest[0] = '\0';

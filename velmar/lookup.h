@@ -58,8 +58,8 @@ struct lookup_table {
 constexpr lookup_table build_lookup_table() {
     constexpr format_state T = STATE_TEXT, P = STATE_PERCENT, F = STATE_FLAGS, W = STATE_WIDTH, D = STATE_DOT,
                            N = STATE_PRECISION, S = STATE_SIZE, C = STATE_CONV, X = STATE_INVALID;
-    // The state that a character of each class (row) leads to from each state (column). Kept, because callers
-    // may rely on which formats are valid: a flag may follow the width, and digits after it start a new one;
+    // The state that a character of each class (row) leads to from each state (column).
+    // Kept: callers may rely on which formats are valid. A flag may follow the width, and digits after it start a new one;
     // '*' may follow neither a digit nor another '*', but digits may follow '*'; size prefixes may repeat.
     constexpr format_state kTransitions[kClasses][kStates] = {
         //           TEXT PERCENT FLAGS WIDTH DOT PRECISION SIZE CONV INVALID

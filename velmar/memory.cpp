@@ -46,8 +46,9 @@ int memcpy_error(void* dest, size_t destMax, const void* src, size_t count) {
     return code;
 }
 
-// Classifies what strncpy_s refused. Kept: the order differs from the one in which strncpy_s checks, and
-// decides which code a call with several faults gets.
+// Classifies what strncpy_s refused.
+// Kept: the order differs from the one in which strncpy_s checks, and decides which code a call with several
+// faults gets.
 int strncpy_error(char* dest, size_t destMax, const char* src, size_t count) {
     if (capacity_is_invalid(destMax)) return ERANGE;
     if (dest == nullptr) return EINVAL;

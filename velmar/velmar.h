@@ -75,7 +75,7 @@ int strncat_s(char* dest, size_t destMax, const char* src, size_t count);
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...);
 int vsnprintf_s(char* dest, size_t destMax, size_t count, const char* format, va_list argList);
 
-// The same for a format that comes without any arguments, such as a text that somebody else wrote: its
+// The same for a format that comes without any arguments, such as text that is not a literal: its
 // directives are read as directives, and every value that one of them asks for is 0 or null.
 int format_without_arguments_s(char* dest, size_t destMax, size_t count, const char* format);
 

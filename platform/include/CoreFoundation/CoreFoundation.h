@@ -27,10 +27,10 @@ extern "C" {
 
 extern const CFAllocatorRef kCFAllocatorDefault;
 
-// Gives up one reference; the last one frees the object. Null is a crash.
+// Gives up one reference; the last one frees the object. Crashes on null.
 void CFRelease(CFTypeRef object);
 
-// The string that never dies of a literal: one and the same object for the same text.
+// The constant string for a literal: never freed, one and the same object for equal literals.
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")
 CFStringRef __CFStringMakeConstantString(const char* text);
 

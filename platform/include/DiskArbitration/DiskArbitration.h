@@ -2,7 +2,7 @@
 //
 // A disk is a folder <root>/desk/disks/<bsd name>/ with a file `label`, a folder `volume` and, when its mount
 // is to be refused, a file `refuse`. It arrives when it is renamed into disks/ and leaves when it is renamed
-// out. Its mount is a link in <root>/Volumes/, named after the label, with " 1", " 2", ... behind it while
+// out. Its mount is a link in <root>/Volumes/, named after the label, with " 1", " 2", ... appended while
 // that is taken.
 #pragma once
 

@@ -21,7 +21,7 @@ extern const mach_port_t kIOMasterPortDefault;
 // A dictionary that matches the services of a class; the caller's, until a query takes it over.
 CFMutableDictionaryRef IOServiceMatching(const char* className);
 
-// Gives an iterator over the services that match. Takes over one reference of `matching`, failed or not.
+// Gives an iterator over the services that match. Consumes one reference to `matching`, even on failure.
 // Returns 0, or another value for a null dictionary.
 kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort, CFDictionaryRef matching,
                                            io_iterator_t* existing);
