@@ -207,8 +207,10 @@ namespace {
 // Reads the first line that `pipe` gives, with its line end, into `line` (kOwnerSize
 // bytes), and closes the pipe. Logs `failure` when there is no line; a null pipe has none.
 void ReadFirstLine(FILE* pipe, char* line, const char* failure) {
-    if (pipe == nullptr || fgets(line, kOwnerSize, pipe) == nullptr)
+    if (pipe == nullptr || fgets(line, kOwnerSize, pipe) == nullptr) {
+        line[0] = '\0';  // an error in the middle of a line may have left a part of it
         Log(kSource, "DiskMountCallback", "%s", failure);
+    }
     if (pipe != nullptr) pclose(pipe);
 }
 
