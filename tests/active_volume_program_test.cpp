@@ -115,12 +115,10 @@ TEST_F(ScannerTest, IsKeyValueCaseEqual) {
         Write("/f", content);
         EXPECT_EQ(isTrue("V", "k"), expected) << content;
     }
-    const std::vector<string> kParts = {"Equal ---", "*", "pKeyIOValue"};
-    Case("found", kParts, [&](Result result) { result << isTrue("[V]", "k"); });
-    Case("section of 1,024 characters", kParts, [&](Result result) { result << isTrue(kLong, "k"); });
-    Case("section of 1,023 characters", kParts, [&](Result result) { result << isTrue(kLongest, "k"); });
-    Case("key of 1,024 characters", kParts, [&](Result result) { result << isTrue("V", kLong); });
-    Case("missing", kParts, [](Result result) { result << IsKeyValueCaseEqual("/none", "V", "k", "true"); });
+    EXPECT_TRUE(isTrue("[V]", "k"));
+    for (const string& name : {kLong, kLongest}) EXPECT_FALSE(isTrue(name, "k") || isTrue("V", name));
+    Case("long section", [&](Result result) { result << isTrue(kLong, "k"); });
+    Case("missing", [](Result result) { result << IsKeyValueCaseEqual("/none", "V", "k", "true"); });
     Case("null", kEverything, [&](Result result) {
         const char* file = kPath.c_str();
         result << IsKeyValueCaseEqual(nullptr, "V", "k", "true")

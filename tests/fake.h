@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cerrno>
-#include <initializer_list>
 
 #include "fakes.h"
 
@@ -31,11 +30,23 @@ Result Done(Result result) {
 extern string g_happened;
 extern std::map<const void*, string> g_held;  // and what each is
 
-string WithoutRoot(string text);
-string OneLine(string text);  // with \n for each line feed
-
-// Writes a call down.
-void Note(std::initializer_list<string> words);
+// Writes a call down, with its arguments: texts, numbers and things.
+string Name(const void* thing);
+void NoteLine(const string& line);
+template <typename... Values>
+void Note(string line, Values... values) {
+    const KeepError keep;
+    [[maybe_unused]] const auto said = [](auto value) -> string {
+        if constexpr (std::is_arithmetic_v<decltype(value)>)
+            return std::to_string(value);
+        else if constexpr (std::is_convertible_v<decltype(value), string>)
+            return value;
+        else
+            return Name(value);
+    };
+    ((line += " " + said(values)), ...);
+    NoteLine(line);
+}
 
 // Counts the call; whether it is one to fail.
 bool Fails(const string& call);

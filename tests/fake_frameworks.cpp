@@ -17,7 +17,6 @@ using std::to_string;
 namespace {
 
 constexpr unsigned kIterator = 999;  // services are 1, 2, ...
-constexpr size_t kTextSize = 1024;
 
 size_t g_nextPort = 0;
 DADiskPeekCallback g_peek = nullptr;
@@ -28,20 +27,6 @@ const auto g_disk = reinterpret_cast<DADiskRef>(g_things + 1);
 const auto g_runLoop = reinterpret_cast<CFRunLoopRef>(g_things + 2);
 const auto g_dissenter = reinterpret_cast<DADissenterRef>(g_things + 3);
 
-string Name(const void* thing) {
-    if (thing == nullptr) return "null";
-    return thing == g_session   ? "session"
-           : thing == g_disk    ? "disk"
-           : thing == g_runLoop ? "loop"
-                                : "unknown";
-}
-
-string Name(CFStringRef text) {
-    char name[kTextSize] = "?";
-    if (text != nullptr) CFStringGetCString(text, name, sizeof name, kCFStringEncodingUTF8);
-    return text != nullptr ? name : "null";
-}
-
 CFStringRef NewString(const string& text) {
     return CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8);
 }
@@ -50,12 +35,21 @@ CFStringRef NewString(const string& text) {
 string Entry(CFDictionaryRef dictionary, CFStringRef key) {
     if (dictionary == nullptr) return "nothing";
     CFStringRef copy = NewString(Name(key));
-    const string text = Name(static_cast<CFStringRef>(CFDictionaryGetValue(dictionary, copy)));
+    const string text = Name(CFDictionaryGetValue(dictionary, copy));
     CFRelease(copy);
     return text;
 }
 
 }  // namespace
+
+string fakes::Name(const void* thing) {
+    static const std::map<const void*, string> kNames = {
+        {nullptr, "null"}, {g_session, "session"}, {g_disk, "disk"}, {g_runLoop, "loop"}};
+    if (const auto known = kNames.find(thing); known != kNames.end()) return known->second;
+    char text[1024] = "?";  // anything else is a string
+    CFStringGetCString(static_cast<CFStringRef>(thing), text, sizeof text, kCFStringEncodingUTF8);
+    return text;
+}
 
 void fakes::Arrive() {
     g_mounted = nullptr;
@@ -66,14 +60,14 @@ void fakes::Arrive() {
 // ---- CoreFoundation
 
 FAKE(void, CFRelease, CFTypeRef object) {
-    if (!Drop(object, "CFRelease")) Note({"CFRelease", Name(object)});
+    if (!Drop(object, "CFRelease")) Note("* CFRelease", object);
     CFRelease(object);
 }
 
 // One that fails leaves the characters without their end.
 FAKE(Boolean, CFStringGetCString, CFStringRef text, char* to, CFIndex size, CFStringEncoding encoding) {
     const bool isUtf8 = encoding == kCFStringEncodingUTF8;
-    Note({"CFStringGetCString", to_string(size), isUtf8 ? "UTF-8" : "another encoding"});
+    Note("* CFStringGetCString", size, isUtf8 ? "UTF-8" : "another encoding");
     if (!Fails("CFStringGetCString")) return CFStringGetCString(text, to, size, encoding);
     const string characters = Name(text);
     memcpy(to, characters.data(), characters.size());
@@ -83,58 +77,57 @@ FAKE(Boolean, CFStringGetCString, CFStringRef text, char* to, CFIndex size, CFSt
 FAKE(CFMutableDictionaryRef, CFDictionaryCreateMutable, CFAllocatorRef by, CFIndex capacity,
      const CFDictionaryKeyCallBacks* keys, const CFDictionaryValueCallBacks* values) {
     static auto& kept = *new std::set<CFDictionaryRef>;  // for life, as nobody releases them
-    Note({"CFDictionaryCreateMutable", Name(by), to_string(capacity),
-          keys == &kCFTypeDictionaryKeyCallBacks ? "objects as keys" : "plain keys",
-          values == &kCFTypeDictionaryValueCallBacks ? "objects as values" : "plain values"});
+    Note("* CFDictionaryCreateMutable", by, capacity,
+         keys == &kCFTypeDictionaryKeyCallBacks ? "objects as keys" : "plain keys",
+         values == &kCFTypeDictionaryValueCallBacks ? "objects as values" : "plain values");
     CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(by, capacity, keys, values);
     kept.insert(dictionary);
     return dictionary;
 }
 
 FAKE(CFRunLoopRef, CFRunLoopGetCurrent, void) {
-    Note({"CFRunLoopGetCurrent"});
+    Note("* CFRunLoopGetCurrent");
     return g_runLoop;
 }
 
 FAKE(void, CFRunLoopRun, void) {
-    Note({"CFRunLoopRun"});
+    Note("* CFRunLoopRun");
     scene.onRunLoop();
 }
 
 // ---- DiskArbitration
 
 FAKE(DASessionRef, DASessionCreate, CFAllocatorRef by) {
-    Note({"DASessionCreate", Name(by)});
+    Note("* DASessionCreate", by);
     return g_session;
 }
 
 FAKE(void, DASessionScheduleWithRunLoop, DASessionRef session, CFRunLoopRef loop, CFStringRef mode) {
-    Note({"DASessionScheduleWithRunLoop", Name(session), Name(loop), Name(mode)});
+    Note("* DASessionScheduleWithRunLoop", session, loop, mode);
 }
 
 FAKE(void, DARegisterDiskPeekCallback, DASessionRef session, CFDictionaryRef match, CFIndex order,
      DADiskPeekCallback callback, void* context) {
-    Note({"DARegisterDiskPeekCallback", Name(session), Entry(match, kDADiskDescriptionVolumeNameKey),
-          to_string(order), Name(context)});
+    Note("* DARegisterDiskPeekCallback", session, Entry(match, kDADiskDescriptionVolumeNameKey), order,
+         context);
     g_peek = callback;
 }
 
 FAKE(DAReturn, DADiskSetOptions, DADiskRef disk, DADiskOptions options, Boolean value) {
-    Note({"DADiskSetOptions", Name(disk), to_string(options), to_string(value)});
+    Note("* DADiskSetOptions", disk, options, value);
     return Fails("DADiskSetOptions") ? -1 : kDAReturnSuccess;
 }
 
 FAKE(void, DADiskMountWithArguments, DADiskRef disk, CFURLRef path, DADiskMountOptions options,
      DADiskMountCallback callback, void* context, CFStringRef arguments[]) {
-    Note({"DADiskMountWithArguments", Name(disk), Name(path), to_string(options), Name(context),
-          Name(arguments[0]), Name(arguments[1])});
+    Note("* DADiskMountWithArguments", disk, path, options, context, arguments[0], arguments[1]);
     g_mounted = callback;
 }
 
 // ---- IOKit
 
 FAKE(CFMutableDictionaryRef, IOServiceMatching, const char* className) {
-    Note({"IOServiceMatching", className});
+    Note("* IOServiceMatching", className);
     if (Fails("IOServiceMatching")) return nullptr;
     return CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
                                      &kCFTypeDictionaryValueCallBacks);
@@ -144,7 +137,7 @@ FAKE(CFMutableDictionaryRef, IOServiceMatching, const char* className) {
 FAKE(kern_return_t, IOServiceGetMatchingServices, mach_port_t port, CFDictionaryRef matching,
      io_iterator_t* list) {
     CFStringRef key = NewString(kIOSerialBSDTypeKey);
-    Note({"IOServiceGetMatchingServices", to_string(port), Entry(matching, key)});
+    Note("* IOServiceGetMatchingServices", port, Entry(matching, key));
     CFRelease(key);
     if (matching != nullptr) CFRelease(matching);
     if (Fails("IOServiceGetMatchingServices") || matching == nullptr) return -1;
@@ -154,20 +147,20 @@ FAKE(kern_return_t, IOServiceGetMatchingServices, mach_port_t port, CFDictionary
 }
 
 FAKE(io_object_t, IOIteratorNext, io_iterator_t iterator) {
-    Note({"IOIteratorNext", to_string(iterator)});
+    Note("* IOIteratorNext", iterator);
     if (Fails("IOIteratorNext") || g_nextPort >= scene.ports.size()) return 0;
     return static_cast<io_object_t>(++g_nextPort);
 }
 
 FAKE(CFTypeRef, IORegistryEntryCreateCFProperty, io_registry_entry_t service, CFStringRef key,
      CFAllocatorRef by, IOOptionBits options) {
-    Note({"IORegistryEntryCreateCFProperty", to_string(service), Name(key), Name(by), to_string(options)});
+    Note("* IORegistryEntryCreateCFProperty", service, key, by, options);
     if (Fails("IORegistryEntryCreateCFProperty")) return nullptr;
     const char* path = scene.ports.at(service - 1);
     return path != nullptr ? Hold(NewString(path), string("property ") + path) : nullptr;
 }
 
 FAKE(kern_return_t, IOObjectRelease, io_object_t object) {
-    Note({"IOObjectRelease", object == kIterator ? "iterator" : to_string(object)});
+    Note("* IOObjectRelease", object == kIterator ? "iterator" : to_string(object));
     return Fails("IOObjectRelease") ? -1 : 0;
 }

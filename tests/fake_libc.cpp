@@ -41,31 +41,25 @@ void NoteInherited() {
     for (const auto& [held, name] : g_held)
         if (name.rfind("stream ", 0) == 0 &&
             (fcntl(fileno(static_cast<FILE*>(const_cast<void*>(held))), F_GETFD) & FD_CLOEXEC) == 0)
-            Note({"the command inherits", name});
+            Note("* the command inherits", name);
 }
 
-struct Answered {
-    int status = 0;
-    string output;
-    int error = 0;
-};
-
-// Does what the scene says.
-Answered Run(const string& command) {
+// Does what the scene says. The answer's one status is that of this time.
+Answer Run(const string& command) {
     const KeepError keep;
     NoteInherited();
-    const auto fits = [&](const Answer& answer) { return command.find(answer.part) != string::npos; };
-    const auto answer = std::find_if(scene.answers.begin(), scene.answers.end(), fits);
-    Answered answered;
-    if (answer != scene.answers.end()) {
-        const std::vector<int>& statuses = answer->statuses;
-        answered = {0, answer->output, answer->error};
-        if (!statuses.empty()) answered.status = statuses[std::min(answer->given++, statuses.size() - 1)];
+    Answer answer = {"", {0}};
+    for (Answer& known : scene.answers) {
+        if (command.find(known.part) == string::npos) continue;
+        answer = known;
+        if (known.statuses.empty()) known.statuses = {0};
+        answer.statuses = {known.statuses[std::min(known.given++, known.statuses.size() - 1)]};
+        break;
     }
     const size_t to = command.find(" > ");
-    if (to != string::npos) std::ofstream(command.substr(to + 3), std::ios::binary) << answered.output;
+    if (to != string::npos) std::ofstream(command.substr(to + 3), std::ios::binary) << answer.output;
     if (command.rfind("rm -f ", 0) == 0) std::filesystem::remove(command.substr(6));
-    return answered;
+    return answer;
 }
 
 }  // namespace
@@ -84,7 +78,7 @@ FAKE(void, free, void* block) {
 
 FAKE(FILE*, fopen, const char* path, const char* mode) {
     const bool isLog = path == Path(kLog);
-    if (!isLog) Note({"fopen", path, mode});
+    if (!isLog) Note("* fopen", path, mode);
     if ((!isLog || scene.countLog) && Fails("fopen")) return nullptr;
     FILE* stream = fopen(Short(path).c_str(), mode);
     if (stream != nullptr && !isLog && scene.start > 0)
@@ -126,14 +120,14 @@ FAKE(int, fputs, const char* text, FILE* stream) {
     if (line.rfind("line ", 0) == 0) {
         line.erase(0, line.find("   ") + 3);
         if (line.back() == '\n') line.pop_back();
-        g_happened += OneLine(WithoutRoot(line)) + "\n";
+        NoteLine(line);
     }
     return Done(fputs(text, stream));
 }
 
 FAKE(DIR*, opendir, const char* path) {
     DIR* folder = Fails("opendir") ? nullptr : opendir(Short(path).c_str());
-    Note({"opendir", path, folder != nullptr ? "yes" : "no"});
+    Note("* opendir", path, folder != nullptr ? "yes" : "no");
     return Hold(folder, string("folder ") + path);
 }
 
@@ -157,26 +151,26 @@ FAKE(int, fcntl, int descriptor, int command, ...) {
 FAKE(int, open, const char* path, int flags, ...) {
     const int lowest = scene.closed.empty() ? 3 : *scene.closed.begin();
     scene.closed.erase(lowest);
-    Note({"open", path, flags == O_RDWR ? "for both" : "for something else", "gives", to_string(lowest)});
+    Note("* open", path, flags == O_RDWR ? "for both" : "for something else", "gives", lowest);
     return Done(lowest);
 }
 
 using Handler = void (*)(int);
 FAKE(Handler, signal, int number, Handler handler) {
-    Note({"signal",
-          number == SIGCHLD   ? "SIGCHLD"
-          : number == SIGXFSZ ? "SIGXFSZ"
-                              : "other",
-          handler == SIG_DFL   ? "default"
-          : handler == SIG_IGN ? "ignored"
-                               : "handled"});
+    Note("* signal",
+         number == SIGCHLD   ? "SIGCHLD"
+         : number == SIGXFSZ ? "SIGXFSZ"
+                             : "other",
+         handler == SIG_DFL   ? "default"
+         : handler == SIG_IGN ? "ignored"
+                              : "handled");
     return Done(SIG_DFL);
 }
 
 // ---- Commands
 
 FAKE(FILE*, popen, const char* command, const char* mode) {
-    Note({"popen", command, mode});
+    Note("* popen", command, mode);
     if (Fails("popen")) return nullptr;
     const string output = Run(command).output;
     FILE* pipe = tmpfile();
@@ -193,16 +187,17 @@ FAKE(int, pclose, FILE* pipe) {
 // A command that runs leaves the error number alone.
 FAKE(int, system, const char* command) {
     const int before = errno;
-    Note({"system", command});
+    Note("* system", command);
     if (Fails("system")) return -1;
-    const Answered answered = Run(command);
-    errno = answered.error != 0 ? answered.error : before;
-    return answered.status;
+    const Answer answer = Run(command);
+    errno = answer.error != 0 ? answer.error : before;
+    return answer.statuses[0];
 }
 
 FAKE(unsigned, sleep, unsigned seconds) {
-    Note({"sleep", to_string(seconds)});
+    Note("* sleep", seconds);
     for (; seconds > 0; --seconds) ++scene.slept, scene.onSecond();
+    if (scene.slept > 100000) abort();  // a wait without end
     return Done(0u);
 }
 

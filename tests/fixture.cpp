@@ -22,37 +22,6 @@ string Content(const string& path) {
     return content.str();
 }
 
-// The lines, but of repeated groups that differ in their numbers at most only the first and the last.
-std::vector<string> Folded(const std::vector<string>& lines) {
-    constexpr size_t kLongestGroup = 12;
-    std::vector<string> folded, alike;
-    std::transform(lines.begin(), lines.end(), std::back_inserter(alike), WithoutNumbers);
-    for (size_t at = 0; at < lines.size();) {
-        size_t length = 0, times = 0;
-        for (size_t group = 1; group <= kLongestGroup && times < 3; ++group) {
-            size_t end = at + group;
-            while (end < lines.size() && alike[end] == alike[end - group]) ++end;
-            length = group, times = (end - at) / group;
-        }
-        if (times < 3) {
-            folded.push_back(lines[at++]);
-            continue;
-        }
-        const auto group = lines.begin() + static_cast<long>(at);
-        const auto last = group + static_cast<long>((times - 1) * length);
-        const bool isSame = std::equal(group, group + static_cast<long>(length), last);
-        folded.insert(folded.end(), group, group + static_cast<long>(length));
-        const string what = length == 1 ? "line" : std::to_string(length) + " lines";
-        folded.push_back("(the " + what + " " + std::to_string(times) + " times" +
-                         (isSame ? ")" : ", at last:)"));
-        if (!isSame) folded.insert(folded.end(), last, last + static_cast<long>(length));
-        at += times * length;
-    }
-    return folded;
-}
-
-}  // namespace
-
 string WithoutRoot(string text) {
     for (size_t at; (at = text.find(ZERBIN_ROOT)) != string::npos;) text.erase(at, sizeof ZERBIN_ROOT - 1);
     return text;
@@ -63,10 +32,36 @@ string OneLine(string text) {
     return text;
 }
 
-void Note(std::initializer_list<string> words) {
-    const KeepError keep;
-    string line = "*";
-    for (const string& word : words) line += " " + word;
+// The lines; of groups that are repeated, with other numbers perhaps, only the first and the last.
+std::vector<string> Folded(const std::vector<string>& lines) {
+    constexpr size_t kLongestGroup = 12, kFewestTimes = 3;
+    std::vector<string> folded;
+    for (size_t at = 0; at < lines.size();) {
+        size_t length = 0, times = 0;
+        while (times < kFewestTimes && length < kLongestGroup) {
+            size_t end = at + ++length;
+            while (end < lines.size() && WithoutNumbers(lines[end]) == WithoutNumbers(lines[end - length]))
+                ++end;
+            times = (end - at) / length;
+        }
+        if (times < kFewestTimes) {
+            folded.push_back(lines[at++]);
+            continue;
+        }
+        const std::vector<string> first(lines.data() + at, lines.data() + at + length);
+        at += times * length;
+        const std::vector<string> last(lines.data() + at - length, lines.data() + at);
+        folded.insert(folded.end(), first.begin(), first.end());
+        folded.push_back((length == 1 ? "(this line " : "(these " + std::to_string(length) + " lines ") +
+                         std::to_string(times) + " times" + (first == last ? ")" : ", at last:)"));
+        if (first != last) folded.insert(folded.end(), last.begin(), last.end());
+    }
+    return folded;
+}
+
+}  // namespace
+
+void NoteLine(const string& line) {
     g_happened += OneLine(WithoutRoot(line)) + "\n";
 }
 
@@ -82,7 +77,7 @@ bool Fails(const string& call) {
 bool Drop(const void* held, const string& call) {
     const auto known = g_held.find(held);
     if (known == g_held.end()) return false;
-    if (known->second != kLogHeld) Note({call, known->second.substr(known->second.find(' ') + 1)});
+    if (known->second != kLogHeld) Note("* " + call + known->second.substr(known->second.find(' ')));
     g_held.erase(known);
     return true;
 }
