@@ -1,5 +1,6 @@
 // The scene, the record, and the cases.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
