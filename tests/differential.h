@@ -1,6 +1,8 @@
 // The formatter held against a text, and with random directives against the C library.
 #pragma once
 
+#include <algorithm>
+#include <cfloat>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -58,6 +60,7 @@ inline int Differential(uint64_t seed, int cases) {
     while (cases-- > 0) {
         const char conversion = any("diuoxXdiuoxXcseEfFgG");
         const bool isInteger = strchr("diuoxX", conversion), isText = strchr("cs", conversion);
+        const bool isFloating = !isInteger && !isText;
         const int size = below(8);
         std::string format = below(3) ? "%" : "literal: %";
         std::vector<int> stars;
@@ -95,16 +98,11 @@ inline int Differential(uint64_t seed, int cases) {
         for (char& character : text) character = static_cast<char>(1 + below(255));
         double value = static_cast<double>(number) / (1 << below(30));
         if (below(2)) memcpy(&value, &number, sizeof value);
-        if (conversion == 's')
-            with_stars(text.c_str());
-        else if (isInteger && size > 2)
-            with_stars(number);
-        else if (isInteger || isText)
-            with_stars(static_cast<int>(number));
-        else if (size < 6)
-            with_stars(value);
-        else
-            with_stars(static_cast<long double>(value) / 3 * (below(9) ? 1 : 1e4000L));
+        if (conversion == 's') with_stars(text.c_str());
+        if (conversion == 'c' || (isInteger && size <= 2)) with_stars(static_cast<int>(number));
+        if (isInteger && size > 2) with_stars(number);
+        if (isFloating && size < 6) with_stars(value);
+        if (isFloating && size >= 6) with_stars(below(9) ? static_cast<long double>(value) / 3 : LDBL_MAX);
     }
     return disagreements;
 }

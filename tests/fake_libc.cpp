@@ -224,5 +224,7 @@ FAKE(char*, strerror, int error) {
 }
 
 extern "C" int fake_vsprintf_chk(char* buffer, int, size_t, const char* format, va_list values) {
-    return scene.written != 0 ? scene.written : vsnprintf(buffer, INT_MAX, format, values);
+    if (scene.written == 0) return vsnprintf(buffer, INT_MAX, format, values);
+    std::fill_n(buffer, scene.written, '?');
+    return scene.written;
 }
