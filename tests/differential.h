@@ -27,7 +27,7 @@ inline std::string CLibrary(const char* format, ...) {
     return length < 0 ? "" : std::string(text, std::min(sizeof text - 1, static_cast<size_t>(length)));
 }
 
-// What is wrong with a call that is to make that text, or none because it refuses the format; "" if nothing
+// What is wrong with a call that is to make that text, or to refuse its format if there is none; "" if nothing
 // is. Of a text that does not fit, `count` leaves the beginning and `destMax` nothing.
 template <typename Call>
 std::string Wrong(Call call, const std::optional<std::string>& text, size_t destMax, size_t count) {
@@ -44,13 +44,13 @@ std::string Wrong(Call call, const std::optional<std::string>& text, size_t dest
     if (count >= destMax && left.size() < destMax - 1) dest[destMax - 1] ^= Guarded::kFill;
     const bool isBounded = guarded.OnlyFirst(fits ? left.size() + 1 : room + 1);
     if (result == expected && got == left + '\0' && isBounded) return "";
-    return " destMax " + std::to_string(destMax) + ", count " + std::to_string(count) + "\nexpected " +
+    return ": destMax " + std::to_string(destMax) + ", count " + std::to_string(count) + "\nexpected " +
            std::to_string(expected) + " \"" + left + "\"\ngot " + std::to_string(result) + " \"" + got + '"' +
            (isBounded ? "" : ", and the bytes behind it");
 }
 
-// Formats random values by random directives on which the two agree. The number of cases, of so many, where
-// they do not; these are printed.
+// Formats random values by random directives whose texts are the same everywhere. Prints the cases, of so
+// many, where the two disagree, and returns their number.
 inline int Differential(uint64_t seed, int cases) {
     std::mt19937_64 random(seed);
     const auto below = [&](size_t limit) { return static_cast<int>(random() % limit); };

@@ -1,4 +1,4 @@
-// A buffer in whose neighbourhood no read or write goes unnoticed.
+// A buffer outside of which no read or write goes unnoticed.
 #pragma once
 
 #include <sys/mman.h>

@@ -1,4 +1,4 @@
-// What the memory and string functions are to do, byte by byte, and whether they do.
+// A model of the memory and string functions, byte by byte, and whether they agree with it.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@ using namespace velmar;
 
 constexpr size_t kLimit = 0x7FFFFFFF;
 
-// The checks that most of them share; after a failure `resetSize` bytes of the destination are zero.
+// The checks that most functions share; after a failure `resetSize` bytes of the destination are zero.
 inline int Check(char* dest, size_t destMax, const char* src, size_t count, size_t limit, size_t resetSize) {
     if (destMax == 0 || destMax > kLimit) return ERANGE;
     if (!dest) return EINVAL;
@@ -71,8 +71,8 @@ inline int Append(char* dest, size_t destMax, const char* src, size_t count) {
     return EOK;
 }
 
-// Makes calls one after the other on one piece of memory, behind whose end nothing can be read; five bytes of
-// `input` say which. Where they do not agree with the model, ours and its memory; else an empty text.
+// Makes calls one after the other on one piece of memory, after whose end nothing can be read; five bytes of
+// `input` decide on each. Returns our memory and the model's where these or the results differ, else "".
 inline std::string Difference(std::string_view input) {
     constexpr size_t kSize = 24, kNumbers[] = {kLimit, kLimit + 1, SIZE_MAX};
     static Guarded guarded;
