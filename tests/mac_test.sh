@@ -1,0 +1,156 @@
+#!/bin/sh
+# mac_test.sh: runs here what runs on a Mac, under three shells, with stand-ins for a Mac's own tools (tests/mac), and with
+# nothing on the PATH that neither POSIX nor a Mac has. The daemon is built for platform/, in a hurry.
+set -eu
+if [ -z "${MAC_WORK-}" ]; then
+    work=$(mktemp -d "${TMPDIR:-/tmp}/mac.XXXXXX")
+    trap 'rm -rf "$work"' EXIT
+    trap 'exit 1' HUP INT TERM
+    cd "$(dirname "$0")/.."
+    mkdir "$work/project" "$work/bin" "$work/state"
+    cp -R CMakeLists.txt velmar Common src platform scripts desk packaging tools man tests "$work/project"
+    chmod 755 "$work"
+    set -- env MAC_WORK="$work" "$work/project/tests/mac_test.sh"
+    if [ "$(id -u)" = 0 ]; then # nobody is root on a desk
+        chown -R nobody "$work"
+        set -- setpriv --reuid=65534 --regid=65534 --clear-groups "$@"
+    fi
+    "$@"
+    exit
+fi
+work=$MAC_WORK
+project=$work/project
+export HOME="$work" MAC_STATE="$work/state" MAC_VOLUMES="$project/build/desk/Volumes"
+export DESK_ROOT="$project/build/desk/mac" DESK_DAEMON="$project/build/desk/Zerbin"
+desk=$DESK_ROOT/desk
+cd "$project"
+mkdir -p "$MAC_STATE/attached" "$MAC_VOLUMES"
+ln -s mac/desk build/desk/desk # for the links that platform/ makes
+id -un >"$MAC_STATE/console"
+for tool in basename cat chmod cksum cmp comm cp cut date dirname env expr getconf git grep head id ls lsof mkdir mktemp mv \
+    printf readlink rm rmdir sed setpriv sh sort tail tar tee touch tr wc xargs; do
+    ln -s "$(command -v $tool)" "$work/bin"
+done
+ln -s "$(command -v original-awk || command -v awk)" "$work/bin/awk" # a Mac's
+for tool in brew cmake ctest lipo plutil pkgutil pkgbuild productbuild codesign ninja xcrun launchctl sudo; do
+    ln -s "$project/tests/mac/desk/tool" "$work/bin/$tool"
+done
+for tool in hdiutil mount ps ln sleep c++; do ln -s "$project/tests/mac/desk/$tool" "$work/bin"; done
+ln -s "$project/tests/mac/uname" "$project/tests/mac/stat" "$work/bin"
+dash=$(command -v dash) bash=$(command -v bash) busybox=$(command -v busybox)
+PATH=$work/bin
+
+fail() { printf 'FAILED: %s\n' "$*" && cat "$work/out" && exit 1; }
+try() { "$@" >"$work/out" 2>&1 || fail "$@"; }
+refuses() { # TEXT COMMAND...: it says that, and ends with 1
+    text=$1 status=0
+    shift
+    "$@" >"$work/out" 2>&1 || status=$?
+    if [ $status != 1 ] || ! grep -qF -e "$text" "$work/out"; then fail "$*: not $text"; fi
+}
+is_clean() {
+    for left in "$MAC_STATE/attached"/*/path "$MAC_VOLUMES"/*; do [ ! -e "$left" ] || fail "$left is left"; done
+    [ -z "$(lsof -t "$DESK_DAEMON")" ] || fail 'a daemon is left'
+}
+use_shell() {
+    for file in scripts/* desk/* desk/bin/* tools/zerbin-explain packaging/*; do
+        [ ! -f "$file" ] || ! head -n 1 "$file" | grep -q '^#!.*sh' || sed -i "1s|.*|#!$*|" "$file"
+    done
+}
+
+# ---- The two commands, and what hosted CI does
+
+git init -q
+git add -A
+use_shell "$dash"
+try scripts/mac-ci run universal package install
+is_clean
+[ -s build/mac-ci/report.html ] || fail 'there is no report'
+try scripts/test
+for call in 'brew install -q cmake ninja googletest' 'ctest --preset asan' 'plutil -lint packaging/'; do
+    grep -q "^$call" "$MAC_STATE/calls" || fail "not called: $call"
+done
+rm "$work/bin/brew" "$work/bin/cmake"
+refuses 'there is no Homebrew; install these yourself: cmake ninja googletest' scripts/test
+
+# ---- The desk
+
+use_shell "$bash --posix"
+busy() { echo "$2" >"$MAC_STATE/$1.busy"; }
+try scripts/run --stay
+try desk/desk until ready
+try desk/desk stop
+mv "$work/bin/c++" "$work/bin/other"
+refuses 'failed: c++' scripts/run
+mv "$work/bin/other" "$work/bin/c++"
+refuses 'login needs the simulated Mac' desk/desk login mika
+refuses 'finder needs the simulated Mac' desk/desk finder off
+refuses 'port needs the simulated Mac' desk/desk port on
+refuses 'plug --refuse needs the simulated Mac' desk/desk plug --refuse
+refuses 'start --as needs the simulated Mac' desk/desk start --as root
+refuses 'leads out of the desk' desk/desk remove Volumes/Pelluria
+echo somebody >"$MAC_STATE/console"
+refuses 'somebody is at the console' desk/desk new
+id -un >"$MAC_STATE/console"
+mv "$work/bin/ps" "$work/bin/other" && ln -s /bin/ps "$work/bin/ps"
+refuses 'no Finder is running' desk/desk start
+mv "$work/bin/other" "$work/bin/ps"
+mv "$work/bin/id" "$work/bin/other" && printf '#!/bin/sh\necho root\n' >"$work/bin/id" && chmod 755 "$work/bin/id"
+refuses 'not as root' desk/desk new
+mv "$work/bin/other" "$work/bin/id"
+busy create 10
+refuses 'cannot make an image' desk/desk new
+busy create 9
+
+# A modem that is plugged in before the start is mounted by the system; two refusals are not too many.
+try desk/desk new
+mkdir "$MAC_VOLUMES/Third Party Setup"
+refuses 'there is a volume /Volumes/Third Party Setup already' desk/desk plug
+rmdir "$MAC_VOLUMES/Third Party Setup"
+mkdir "$MAC_VOLUMES/a:b"
+refuses 'there is a volume /Volumes/a:b already' desk/desk plug --label a/b
+rmdir "$MAC_VOLUMES/a:b"
+busy attach 10
+refuses 'cannot attach' desk/desk plug
+busy attach 2
+try desk/desk plug
+try desk/desk expect mount 'at /Volumes/Pelluria without nobrowse'
+refuses 'there is a volume /Volumes/Pelluria already' desk/desk plug
+try desk/desk start
+refuses 'stop the daemon first' desk/desk plug --label Other
+try desk/desk until ready
+PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg" && try desk/desk expect volume 'Third Party Setup'
+PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg" && try desk/desk expect no volume 'Third Party Setup 1'
+try desk/desk status
+for line in 'disk     disk2, label Pelluria' 'volume   disk3s1 at /Volumes/Third Party Setup without nobrowse'; do
+    grep -qx "$line" "$work/out" || fail "status has no line $line"
+done
+busy detach 99
+refuses 'is still attached after ten tries' desk/desk unplug
+busy detach 3
+try desk/desk unplug
+try desk/desk stop
+is_clean
+
+# Whatever is left of a desk, `new` removes; what `play` is killed at, it removes itself.
+try desk/desk start
+try desk/desk plug
+read -r daemon _ <"$desk/daemon"
+kill -KILL "$daemon"
+refuses 'has ended by itself' desk/desk until log never
+"$DESK_DAEMON" &
+refuses 'did not start it' desk/desk start
+kill $!
+try desk/desk new
+is_clean
+
+use_shell "$busybox sh"
+for moment in 0.3 0.6 0.9 1.2 1.5; do
+    desk/desk play desk/mac.scenario >"$work/out" 2>&1 &
+    /bin/sleep $moment
+    kill $! 2>/dev/null || : # it may have ended
+    wait $! || :
+    is_clean
+done
+try desk/desk play desk/mac.scenario
+is_clean
