@@ -62,14 +62,14 @@ use_shell() {
 
 git init -q
 git add -A
-use_shell "$dash"
-try scripts/mac-ci run universal package install
-is_clean
-[ -s build/mac-ci/report.html ] || fail 'there is no report'
 try scripts/test
 for call in 'brew install -q cmake ninja googletest' 'ctest --preset asan' 'plutil -lint packaging/'; do
     grep -q "^$call" "$MAC_STATE/calls" || fail "not called: $call"
 done
+use_shell "$dash"
+try scripts/mac-ci run universal package install
+is_clean
+[ -s build/mac-ci/report.html ] || fail 'there is no report'
 rm "$work/bin/brew" "$work/bin/cmake"
 refuses 'there is no Homebrew; install these yourself: cmake ninja googletest' scripts/test
 
@@ -152,5 +152,27 @@ for moment in 0.3 0.6 0.9 1.2 1.5; do
     wait $! || :
     is_clean
 done
-try desk/desk play desk/mac.scenario
+cat >desk/other.scenario <<'END'
+new
+config name=Other
+config path1=/Applications/Other.app
+folder Applications/Other.app
+setup SD_THIRD_SETUP=No
+remove Applications/Pelluria.app/Contents/Resources/SysConfig.dat
+image Other.dmg
+plug --label Other
+start
+until ready
+unplug --label Other
+until no volume Other
+plug --label Other
+until opened "open -a /Applications/Other.app"
+wait 0
+log
+END
+try desk/desk play desk/other.scenario
 is_clean
+for condition in 'volume Other' 'log never' 'mount Other' 'setup unchanged' ready; do
+    # shellcheck disable=SC2086 # its words
+    refuses 'but saw' desk/desk expect $condition
+done
