@@ -6,7 +6,7 @@ case ${1-} in -h | --help) exec sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" ;; esac
 CDPATH='' cd "$(dirname "$0")/.." || exit
 export LC_ALL=C
 work=$(mktemp -d "${TMPDIR:-/tmp}/explain.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+trap 'chmod -R u+rwX "$work"; rm -rf "$work"' EXIT
 failures=0 awks='' awk=''
 fail() { echo "FAILED ($awk): $*" && failures=$((failures + 1)); }
 explain() { PATH=$work/awk-$awk:$PATH tools/zerbin-explain "$@"; }
@@ -176,14 +176,17 @@ for form in --problems --html --scenario; do
     "$work/link" $form "$work/nasty" | cmp - "$work/told" || fail "installed, with $form"
 done
 tools/zerbin-explain --version | grep -qx '[0-9.]*' || fail 'the version that is built'
-chmod 755 "$work" && cp "$work/log1" "$work/secret" && chmod 600 "$work/secret"
-nobody='' && [ "$(id -u)" != 0 ] && chmod 0 "$work/secret" || nobody='setpriv --reuid=65534 --regid=65534 --clear-groups'
+chmod 755 "$work" && mkdir "$work/closed" && cp "$work/log1" "$work/closed" && cp "$work/log1" "$work/secret"
+chmod 600 "$work/secret" && chmod 700 "$work/closed"
+nobody='' && [ "$(id -u)" != 0 ] && chmod 0 "$work/secret" "$work/closed" || nobody='setpriv --reuid=65534 --regid=65534 --clear-groups'
 for shell in dash bash 'busybox sh'; do
     command -v "${shell%% *}" >/dev/null || continue
-    # shellcheck disable=SC2086 # one word each
-    $nobody $shell "$work/usr/bin/zerbin-explain" "$work/secret" >"$work/told" 2>&1 </dev/null
-    echo "status $?" >>"$work/told"
-    tr '\n' ' ' <"$work/told" | grep -q 'cannot read .*status 1' || fail "a secret log, by $shell: $(cat "$work/told")"
+    for secret in secret closed/log1; do
+        # shellcheck disable=SC2086 # one word each
+        $nobody $shell "$work/usr/bin/zerbin-explain" "$work/$secret" >"$work/told" 2>&1 </dev/null
+        echo "status $?" >>"$work/told"
+        tr '\n' ' ' <"$work/told" | grep -q 'cannot read .*status 1' || fail "$secret, by $shell: $(cat "$work/told")"
+    done
 done
 
 # On a terminal of 40 columns no line is longer, unless it is one word; on a dumb one there are no colours.
@@ -192,6 +195,8 @@ long_wait=$(log_of 'a Finder that comes after days')
 TERM=xterm COLUMNS=40 on_terminal tools/zerbin-explain "$long_wait" >"$work/told"
 tr -d '\n' <"$work/told" | grep -q "$(printf '\033').*finder 3 days 3 h" || fail 'no bar on a terminal'
 sed "s/$(printf '\033')\[[0-9;]*m//g" "$work/told" | awk 'length > 40 && / .* /' | grep . && fail 'a line is too long for the terminal'
+TERM=xterm on_terminal python3 -c 'import subprocess, sys; subprocess.call(sys.argv[1:], start_new_session=True)' tools/zerbin-explain \
+    "$long_wait" | grep /dev/tty && fail 'a terminal that controls nothing'
 TERM=dumb COLUMNS=40 on_terminal tools/zerbin-explain "$long_wait" | grep "$(printf '\033')" && fail 'colours on a dumb terminal'
 
 # ---- A log that grows, and is emptied meanwhile
@@ -228,20 +233,8 @@ play() {
     desk/desk play "$1" >"$work/out" || fail "$1: $(cat "$work/out")"
     tools/zerbin-explain "$log" | sed -n 's/.*  line [0-9]* *//p; s/,* (*after [0-9]* s)*$//; /^  [a-z]*:/p'
 }
-cat >"$work/numbered.scenario" <<'END'
-new
-port on
-plug --label "Third Party Setup"
-plug --label "Third Party Setup"
-plug
-start
-until ready within 60
-login other
-unplug
-plug
-wait 1
-stop
-END
+printf '%s\n' new 'port on' 'plug --label "Third Party Setup"' 'plug --label "Third Party Setup"' plug start 'until ready within 60' \
+    'login other' unplug plug 'wait 1' stop >"$work/numbered.scenario"
 # Nor does a scenario run what stood in a name.
 if [ -n "${DESK_ROOT-}" ]; then
     tools/zerbin-explain --scenario "$(log_of 'what may not reach')" >"$work/harmless.scenario"

@@ -30,7 +30,7 @@ function new_block(kind, why,  i) {
     first_line[blocks] = number
     note[blocks] = why
     steps[blocks] = 0
-    advice[blocks] = trouble[blocks] = ""
+    advice[blocks] = trouble[blocks] = repeated[blocks] = ""
     for (i = 1; i <= start_phases; i++) spent[blocks, start_phase[i]] = 0
     for (i = 1; i <= arrival_phases; i++) spent[blocks, arrival_phase[i]] = 0
     return blocks
@@ -38,14 +38,24 @@ function new_block(kind, why,  i) {
 
 function remark(text, how,  b) {
     b = new_block("remark", "")
-    end_block(b, how == "" ? "well" : how, clean(text))
+    end_block(b, how == "" ? "well" : how, text)
 }
 
-function add_step(b, text) {
+# A step that is the same as the one before becomes one with it.
+function add_step(b, text,  day) {
     if (!steps[b]) last_step_date[b] = date_of[b]
+    day = date == last_step_date[b] ? "" : "on " date
+    text = clean(text)
+    if (text == repeated[b]) {
+        step_text[b, steps[b]] = first_text[b] ", and " plural(++repeats[b], "time") " more, until " clock (day == "" ? "" : " " day)
+        return
+    }
+    repeated[b] = text
+    repeats[b] = 0
+    first_text[b] = text (day == "" ? "" : " (" day ")")
     step_clock[b, ++steps[b]] = clock
     step_line[b, steps[b]] = number
-    step_text[b, steps[b]] = clean(text) (date == last_step_date[b] ? "" : " (on " date ")")
+    step_text[b, steps[b]] = first_text[b]
     if (wants_log) step_raw[b, steps[b]] = raw
     last_step_date[b] = date
 }
@@ -62,7 +72,7 @@ function advise(b, text) {
 # `how` is well, problem or open; open is for what has not ended.
 function end_block(b, how, what_came_of_it) {
     result[b] = how
-    outcome[b] = what_came_of_it
+    outcome[b] = clean(what_came_of_it)
     last_line[b] = number
     ended_at[b] = now
     while (next_block <= blocks && next_block in result) pass_on(next_block++)

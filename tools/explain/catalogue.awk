@@ -37,7 +37,7 @@ function give_event(i, text,  at) {
     at = index(text, ": ")
     kind[i] = at ? substr(text, 1, at - 1) : text
     event[i] = at ? substr(text, at + 2) : ""
-    message_for[text] = i
+    if (!(text in message_for)) message_for[text] = i    # the first of several has the advice
 }
 
 # Messages with values are kept by how they begin, so that few have to be compared.

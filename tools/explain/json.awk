@@ -1,25 +1,24 @@
 # json.awk: tells each block as a JSON object on a line of its own.
 
-function tell_block(b) {
-    print separator json_block(b)
+# In pieces, since there may be many steps.
+function tell_block(b,  i) {
+    printf "%s", separator
     separator = later_separator
+    if (kind_of[b] == "remark") {
+        print "{\"kind\":\"remark\",\"run\":" run_of[b] ",\"result\":\"" result[b] "\",\"text\":" json(outcome[b]) "}"
+        return
+    }
+    printf "%s", "{\"kind\":\"" kind_of[b] "\",\"run\":" run_of[b] ",\"time\":\"" date_of[b] "T" clock_of[b] \
+        "\",\"note\":" json(note[b]) ",\"lines\":[" first_line[b] "," last_line[b] "],\"steps\":["
+    for (i = 1; i <= steps[b]; i++) printf "%s", (i > 1 ? "," : "") json_step(b, i)
+    print "],\"waits\":{" json_waits(b) "},\"result\":\"" result[b] "\",\"outcome\":" json(outcome[b]) ",\"advice\":" json(advice[b]) "}"
 }
 
 function tell_end() { }
 
-function json_block(b) {
-    if (kind_of[b] == "remark")
-        return "{\"kind\":\"remark\",\"run\":" run_of[b] ",\"result\":\"" result[b] "\",\"text\":" json(outcome[b]) "}"
-    return "{\"kind\":\"" kind_of[b] "\",\"run\":" run_of[b] ",\"time\":\"" date_of[b] "T" clock_of[b] \
-        "\",\"note\":" json(note[b]) ",\"lines\":[" first_line[b] "," last_line[b] "],\"steps\":[" json_steps(b) "],\"waits\":{" json_waits(b) \
-        "},\"result\":\"" result[b] "\",\"outcome\":" json(outcome[b]) ",\"advice\":" json(advice[b]) "}"
-}
-
-function json_steps(b,  i, list) {
-    for (i = 1; i <= steps[b]; i++)
-        list = list (i > 1 ? "," : "") "{\"time\":\"" step_clock[b, i] "\",\"line\":" step_line[b, i] \
-            ",\"text\":" json(step_text[b, i]) (wants_log ? ",\"log\":" json(clean(step_raw[b, i])) : "") "}"
-    return list
+function json_step(b, i) {
+    return "{\"time\":\"" step_clock[b, i] "\",\"line\":" step_line[b, i] ",\"text\":" json(step_text[b, i]) \
+        (wants_log ? ",\"log\":" json(clean(step_raw[b, i])) : "") "}"
 }
 
 function json_waits(b,  i, list) {

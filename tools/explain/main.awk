@@ -22,7 +22,8 @@ END {
 
 function what_it_is(text) {
     if (text == ".") return "is empty: the daemon has written nothing yet"
-    if (text ~ /^\?\213|^BZh|^\375|^PK/) return "is compressed; unpack it first (gunzip -c FILE | zerbin-explain)"
+    if (text ~ /^\?\213/) return "is compressed; unpack it first (gunzip -c FILE | zerbin-explain)"
+    if (text ~ /^(BZh|\3757zXZ|PK)/) return "is compressed; unpack it first"
     if (text ~ /^(\376\377|\377\376)|^\??l\?i\?n\?e/)
         return "is in UTF-16; convert it first (iconv -f UTF-16 -t UTF-8 FILE | zerbin-explain)"
     return "is not a log of the daemon"

@@ -8,6 +8,7 @@ BEGIN {
     a_year = 365 * 86400
     longest_line = 2048
     shortest_cut = 1024    # where a line is cut, at 2,047 characters, or fewer where "%%" was written as "%"
+    piece_size = 65536
     runs_alive = 3         # so many runs back, another daemon may still be writing
     next_start = "\n"      # how the next line of this run begins
 }
@@ -37,18 +38,24 @@ function head_in(text) {
     return match(text, /line -?[0-9]+===[0-9]+-[0-9]+-[0-9]+ [0-9]+:[0-9]+:[0-9]+   [A-Za-z]+:[A-Za-z]+ ---/)
 }
 
-# Behind a record that was cut, on the same line, stands the next one.
-function divide_record(  rest, from, at) {
-    rest = record
+# Behind a record that was cut, on the same line, stands the next one. Pieces, since substr() may look through all of a text.
+function divide_record(  ahead, piece, from, at) {
+    ahead = record
     from = 1
-    while (head_in(substr(rest, from + shortest_cut - 1, longest_line))) {
+    for (;;) {
+        if (ahead != "" && length(piece) - from < 2 * longest_line) {
+            piece = substr(piece, from) substr(ahead, 1, piece_size)
+            ahead = substr(ahead, piece_size + 1)
+            from = 1
+        }
+        if (!head_in(substr(piece, from + shortest_cut - 1, longest_line))) break
         at = from + shortest_cut - 2 + RSTART
-        record = substr(rest, from, at - from)
+        record = substr(piece, from, at - from)
         end_record(1)
-        begin_record(substr(rest, at, longest_line))
+        begin_record(substr(piece, at, longest_line))
         from = at
     }
-    record = substr(rest, from, longest_line)
+    record = substr(piece, from, longest_line)
 }
 
 function count_line() { next_start = "line " (++number + 1) "===" }
@@ -60,7 +67,7 @@ function begin_record(line) {
         count_line()
     } else {
         read_head(line)
-        find_run(substr(line, 6) + 0)
+        find_run(number_in(substr(line, 6)))
     }
 }
 
@@ -87,8 +94,10 @@ function trimmed(text,  first, last) {
 }
 
 # Reads the time and the place of a record.
-function read_head(text,  field) {
+function read_head(text,  field, i) {
     split(substr(text, 1, index(text, " ---") - 1), field, /[^0-9A-Za-z]+/)
+    for (i = 4; i <= 8; i++) if (length(field[i]) > 2) field[i] = 0    # the line is damaged
+    if (!(field[3] + 0 >= 1900 && field[3] + 0 <= 9999)) field[3] = 1900
     date = sprintf("%04d-%02d-%02d", field[3], field[4], field[5])
     clock = sprintf("%02d:%02d:%02d", field[6], field[7], field[8])
     place = field[10]
@@ -103,7 +112,7 @@ function check_clock(  before) {
     before = run in last_seen ? last_seen[run] : now
     last_seen[run] = now
     if (now < before)
-        remark("The clock went back here, by " lasting(before - now) ": it was set, or summer time ended.")
+        remark("The clock went back here, by " lasting(before - now) ": it was set, its time zone changed, or summer time ended.")
     else if (now > before + a_year)
         remark("The clock went ahead here, by " lasting(now - before) ": it was set, or nothing happened for so long.")
 }

@@ -79,6 +79,7 @@ function replay_run(r,  a, probe, late, is_present, awaited_name) {
         looks_seen += probe - 1
         port_is = turn("port", port_is, "on")
     }
+    if (late > 300) late = 300    # longer it does not wait
     if (late > 0) print "wait " late - 1
     if (is_present && !is_plugged) plug()
     if (known[r, 0, "volume"] == "never") print "until log \"can't find /Volumes/Pelluria\" within 320"
@@ -127,7 +128,7 @@ function unplug() {
 
 function prepare(r, a,  path, result, folder) {
     user = turn("login", user, known[r, a, "owner"] == "other" ? "other" : "mika")
-    if (known[r, a, "passes"]) finder = turn("finder", finder, "off")
+    if (known[r, a, "passes"] || known[r, a, "finder"] > 1) finder = turn("finder", finder, "off")
     if (known[r, a, "configuration"] == "none") unconfigure()
     path = "" known[r, a, "application"]
     if (path ~ /^open -a "/) prepare_application(name_on_desk(opened(path)), known[r, a, "launch"] == "done")
@@ -208,8 +209,9 @@ function prepare_volumes(image, mounted,  name, wanted) {
     sub(/.*\//, "", image)
     name = name_on_desk(volume_of(image))
     mounted = below_volumes(name_on_desk(mounted))
-    wanted = index(mounted, name " ") == 1 ? substr(mounted, length(name) + 2) + 0 : 0
+    wanted = index(mounted, name " ") == 1 ? number_in(substr(mounted, length(name) + 2)) : 0
     if (wanted != takers[name] + 0 && is_plugged) unplug()
+    if (wanted > 99) wanted = 99
     for (; takers[name] < wanted; takers[name]++) print "plug --label " quoted(name)
     for (; takers[name] > wanted; takers[name]--) print "unplug --label " quoted(name)
 }
@@ -239,6 +241,12 @@ function replay_arrival(r, a,  result) {
         print "wait 1"
         print "expect " (opened_so_far ? "opened " opened_so_far : "no opened") " open"
         return
+    }
+    same_seen += known[r, a, "owner"] == "same"
+    if (!known[r, a, "passes"] && known[r, a, "finder"] > 1) {
+        print "until log " same_seen " \"actvie == pname\""
+        print "wait " known[r, a, "finder"] - 1
+        finder = turn("finder", finder, "on")
     }
     if (known[r, a, "passes"]) {
         passes_seen += known[r, a, "passes"]

@@ -63,6 +63,7 @@ function happen_to_owner(i, name) {
     }
     step(words[i])
     if (name == "same") {
+        fact("owner", "same")
         enter("finder")
     } else if (name == "not asked") {
         add_problem(arrival_of[run], words[i], advice_for[i])
@@ -88,7 +89,7 @@ function happen_to_finder(i, name,  waited) {
         enter("launch")
         waited = spent[arrival_of[run], "finder"]
         step(words[i] (waited > 1 ? ", after " lasting(waited) : ""))
-        fact("finder", 1)
+        fact("finder", waited > 1 ? waited : 1)
         tries[run] = 0
     }
 }
@@ -100,6 +101,7 @@ function happen_at_launch(i, name) {
         return
     }
     is_launched[run] = name == "done"
+    not_launched[run] = name == "done" ? "" : opened(command[run])
     fact("launch", name)
     fact("application", command[run])
     if (name == "failed" && command[run] ~ /^open -a ".*[^"]$/)
@@ -113,9 +115,9 @@ function happen_at_launch(i, name) {
 
 function happen_to_command(i, name) {
     if (name == "try failed" || name == "no process") {
-        if (value[1] + 0 == 0) tries[run] = 0
+        if (number_in(value[1]) == 0) tries[run] = 0
         if (!tries[run]++) command_began[run] = now
-        status[run] = name == "no process" ? "" : value[2]
+        status[run] = name == "no process" ? "" : number_in(value[2])
         command[run] = name == "no process" ? value[2] : value[4]
         return
     }
@@ -130,17 +132,23 @@ function after_tries() {
     return tries[run] ? ", after " plural(tries[run], "failed attempt") ", " lasting(now - command_began[run]) : ""
 }
 
-function happen_to_volume(i, name) {
+function happen_to_volume(i, name,  n) {
+    n = number_in(value[1])
     if (name == "missing") {
         awaited[run] = value[2] ~ /^\(?\(null\)\)?$/ ? "the volume of the disk image" : value[2]
-        if (value[1] + 0 == 0) step((arrival_of[run] ? "setup: " : "") "waits for " awaited[run] ", for " longest_wait() " at most")
+        if (n == 0) step((arrival_of[run] ? "setup: " : "") "waits for " awaited[run] ", for " longest_wait() " at most")
         fact_of_volume(awaited[run])
-        if (arrival_of[run]) fact("awaited", awaited[run])
-        else fact_at_start("awaited", awaited[run])
+        if (arrival_of[run]) {
+            fact("awaited", awaited[run])
+        } else {
+            fact_at_start("awaited", awaited[run])
+            label[run] = awaited[run]
+            sub(/.*\//, "", label[run])
+        }
     } else {
-        if (value[1] > 0) step((arrival_of[run] ? "setup: " : "") filled(words[i]))
-        if (!arrival_of[run]) fact_at_start("volume", value[1] + 0)
-        else if (value[1] > 0) fact("awaited", "")
+        if (n > 0) step((arrival_of[run] ? "setup: " : "") filled(words[i]))
+        if (!arrival_of[run]) fact_at_start("volume", n)
+        else if (n > 0) fact("awaited", "")
         awaited[run] = ""
     }
 }
@@ -190,6 +198,11 @@ function fail_setup(i, name,  text, what_to_do) {
         what_to_do = advice_for[bracket_message] " " what_to_do
     }
     step("setup: " text)
+    if (name == "no folder" && index(not_launched[run], "/Volumes/" value[1] "/")) {
+        advice[arrival_of[run]] = ""
+        what_to_do = "The application and the folder are on the modem's volume, which was not there: the modem was pulled out, or its disk was not mounted." \
+            " Plug it in again."
+    }
     add_problem(arrival_of[run], "the setup failed: " text, what_to_do)
     fact("setup", name)
     if (name == "no folder") fact("folder", value[1])
@@ -198,6 +211,8 @@ function fail_setup(i, name,  text, what_to_do) {
 # ---- Words with their values
 
 function filled(text,  out, name) {
+    if (!is_harmless(opened(command[run])) && sub(/ To see why .*[{]command[}].*/, "", text))
+        text = text " Its name has a character that a shell acts on (\" $ ` \\); rename it."
     while (index(text, "{") && match(text, /[{][a-z0-9]+[}]/)) {
         name = substr(text, RSTART + 1, RLENGTH - 2)
         out = out substr(text, 1, RSTART - 1) shortened(named_value(name))
@@ -207,7 +222,6 @@ function filled(text,  out, name) {
 }
 
 function named_value(name) {
-    if (name == "command" && !is_harmless(opened(command[run]))) return "(not shown: a shell would act on characters in it)"
     if (name == "command") return command[run]
     if (name == "opened") return opened(command[run])
     if (name == "ended") return how_it_ended(status[run])

@@ -33,7 +33,7 @@ function happen(i, text,  what) {
 function is_open() { return start_of[run] || arrival_of[run] }
 
 function happen_out_of_place(i, text) {
-    if (i) return
+    if (i || text == "") return
     if (is_open()) step("a line that is not known here: " place ": " text)
     else remark("A line that is not known here: " place ": " text)
 }
@@ -145,12 +145,13 @@ function close_block(b, why) {
         describe_open(b)
         end_block(b, "open", outcome[b])
     } else {
+        if (kind_of[b] == "arrival") advise(b, "If the application has not been launched since then, plug the modem in again.")
         end_block(b, "problem", "failed: " why " while " doing(b) so_far_trouble(b))
     }
 }
 
 function describe_open(b) {
-    outcome[b] = "so far: " doing(b) so_far_trouble(b)
+    outcome[b] = clean("so far: " doing(b) so_far_trouble(b))
     advise(b, remedy(b))
 }
 
@@ -162,10 +163,10 @@ function doing(b,  what) {
     if (what == "volume") return "the modem's port was found; waiting for " \
         (awaited[run] != "" ? "the volume " awaited[run] : "its volume") \
         " since " clock_after(since_volume[run]) ", until " clock_after(since_volume[run] + 300) " at most"
-    if (kind_of[b] == "start") return "serving the modem that was plugged in before the start"
+    if (kind_of[b] == "start") return arrival_of[run] ? "serving the modem that was plugged in before the start" : "getting ready"
     if (what == "mount") return "waiting for the system to mount the disk"
     if (what == "owner") return "asking who is logged in at the screen"
-    if (what == "finder") return "waiting for a Finder (" lasting(spent[b, "finder"]) " so far)"
+    if (what == "finder") return "waiting for the Finder (" lasting(spent[b, "finder"]) " so far)"
     if (what == "launch") return "launching the application" failed_attempts()
     return "running the setup" (awaited[run] != "" ? ", waiting for " awaited[run] : failed_attempts())
 }
@@ -193,6 +194,6 @@ function finish(  r) {
 
 function say_who_is_awaited() {
     remark("No disk " (label[run] != "" ? "named " label[run] : "with the configured name") " has come since " idle_since[run] \
-        ". If the modem has been plugged in since then: compare the name of its volume in the Finder with \"name\" in the" \
-        " configuration (man zerbin-config).")
+        ". If the modem has been plugged in since then, compare the name of its volume in the Finder with \"name\" in the" \
+        " configuration: they must be the same (man zerbin-config).")
 }

@@ -34,7 +34,16 @@ function replaced(text, old, new,  at, out) {
     return out text
 }
 
+# The number that the text begins with. A damaged log may have any, and awks differ in what they read and write beyond
+# 32 bits.
+function number_in(text,  number) {
+    if (!match(text, /^-?[1-9][0-9]*/) || RLENGTH > 11) return 0
+    number = substr(text, 1, RLENGTH) + 0
+    return number > -2147483647 && number < 2147483647 ? number : 0
+}
+
 function lasting(seconds) {
+    if (seconds < 0) return "0 s"    # the clock went back
     if (seconds < 60) return seconds + 0 " s"
     if (seconds < 3600) return int(seconds / 60) " min" rest_of(seconds % 60, " s")
     if (seconds < 86400) return int(seconds / 3600) " h" rest_of(int(seconds % 3600 / 60), " min")
