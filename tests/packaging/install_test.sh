@@ -159,16 +159,16 @@ if [ -e /proc/self/exe ]; then
     check try "$item/TovrikZerbin" stop
     check [ -z "$(pid)" ]
     python3 - "$item/TovrikZerbin" <<'END' # in a terminal that is then closed
-import os, pty, sys, time
+import os, pty, sys
 process, terminal = pty.fork()
 if process == 0:
-    os.execvp("sh", ["sh", "-c", sys.argv[1] + " start; echo started; sleep 9"])
-while b"started" not in os.read(terminal, 100): pass
-time.sleep(0.3)
+    os.execvp("sh", ["sh", "-c", sys.argv[1] + " start; sleep 0.3; ps -t $(tty) -o args=; echo started; sleep 9"])
+seen = b""
+while b"started" not in seen: seen += os.read(terminal, 100)
+assert b"/Zerbin\r" not in seen, "it has this terminal, and could type into it"
 os.close(terminal)
 os.waitpid(process, 0)
 END
-    check [ "$(pid)" ]
     rm -r "$folder" # by which it knows its user
     check try "$share/uninstall"
     check [ -z "$(pid)" ]
