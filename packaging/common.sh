@@ -3,13 +3,15 @@
 # shellcheck disable=SC2034 # variables that only they use
 
 # As root, nothing comes from the caller's environment. Anybody else keeps his PATH, in which a desk has its commands.
+newline='
+'
 zerbin_path=$PATH
 PATH=/usr/bin:/bin:/usr/sbin:/sbin
 me=$(id -u)
 [ "$me" = 0 ] || PATH=$zerbin_path:$PATH
 LC_ALL=C
 export PATH LC_ALL
-unset CDPATH IFS
+unset CDPATH IFS TMPDIR
 umask 022
 here=$(cd -- "$here" && pwd)
 
@@ -28,6 +30,28 @@ help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; }
 misuse() {
     printf 'usage: %s\n' "$(help | head -n 1)" >&2
     exit 2
+}
+
+# Calls the other arguments with each line of the list $1 as one more. There are no here-documents in these scripts: some
+# shells make files of them, so that on a full disk a loop would silently have nothing to read.
+with_lines() {
+    list=$1
+    shift
+    set -f
+    IFS=$newline
+    # shellcheck disable=SC2086 # each line is an argument
+    set -- "$@" $list
+    set +f
+    unset IFS
+    "$@"
+}
+
+# Calls "$2" with each line of the list $1 in turn.
+each() { with_lines "$1" one_by_one "$2"; }
+one_by_one() {
+    action=$1
+    shift
+    for line; do "$action" "$line"; done
 }
 
 # A text that somebody else wrote, fit for a terminal.
@@ -92,31 +116,28 @@ installed_version() {
 
 # ---- Who may change what
 
-# The given folders and all above them, each after those above it.
-ways() {
+# Adds to `ways` a folder and all above it that exist, each after those above it.
+add_ways() {
+    case $1 in '') return 0 ;; /*) ;; *) fail "not a full path: $1" ;; esac
+    case $newline$ways in *"$newline$1$newline"*) return 0 ;; esac
+    add_ways "${1%/*}"
+    if [ -e "$1" ] || [ -L "$1" ]; then ways=$ways$1$newline; fi
+}
+
+find_shared() {
+    find "$@" -prune \( ! -type d -o ! -user 0 -o -perm -020 -o -perm -002 \) || return
+    allows_others "$@" || return 0
     for way; do
-        while [ -n "$way" ]; do
-            say "$way"
-            way=${way%/*}
-        done
-    done | sort -u
+        if allows_others "$way"; then say "$way"; fi
+    done
 }
 
 # Prints those of the given folders, and of all above them, that root does not have for himself. On a Mac, access lists
 # can allow what the mode does not show.
 shared_ways() {
-    all=$(ways "$@")
-    set -- /
-    while IFS= read -r way; do
-        if [ -e "$way" ] || [ -L "$way" ]; then set -- "$@" "$way"; fi
-    done <<END
-$all
-END
-    find "$@" -prune \( ! -type d -o ! -user 0 -o -perm -020 -o -perm -002 \)
-    allows_others "$@" || return 0
-    for way; do
-        if allows_others "$way"; then say "$way"; fi
-    done
+    ways=/$newline
+    for way; do add_ways "$way"; done
+    with_lines "$ways" find_shared
 }
 
 # shellcheck disable=SC2010 # nothing else shows the lists
@@ -127,9 +148,11 @@ allows_others() { ls -lde "$@" 2>/dev/null | grep -Eq ' allow .*(add_|append|cho
 # the top down, stays what it is while the caller runs.
 check_ways() {
     is_root || return 0
-    shared=$(shared_ways "$@" | head -n 1)
+    shared=$(shared_ways "$@") || fail 'cannot tell who can write the folders; see above'
     [ -n "$shared" ] || return 0
-    if [ ! -d "$shared" ] || [ -L "$shared" ]; then fail "$shared is not a folder; remove it"; fi
+    shared=${shared%%"$newline"*}
+    [ ! -L "$shared" ] || fail "$shared is a link, and whom it leads to is not checked; give the path without it, or remove it"
+    [ -d "$shared" ] || fail "$shared is not a folder; remove it"
     fail "users other than root can write $shared, and could replace what root runs; change that: chown root '$shared' &&" \
         "chmod go-w '$shared' (on a Mac, where it has an access list, also chmod -N '$shared'; MACOS.md has more)"
 }
@@ -165,6 +188,23 @@ check_user() {
     is_root || [ "$1" = "$me" ] || fail 'only root can do that for somebody else'
 }
 
+# Checks the ways to the files in the list $1, and to Zerbin's own folders; leaves the files' folders in `places`.
+check_places() {
+    places=''
+    each "$1" add_place_of
+    with_lines "$places" check_ways "$item" "$share" "${folder%/*}"
+}
+add_place_of() { places=$places$root${1%/*}$newline; }
+
+# Has the installed startup item do $1. Whoever could once write its folder may have left another there, which root does
+# not run.
+control() {
+    if is_root && [ -z "$(find "$item/TovrikZerbin" -prune -type f -user 0 ! -perm -020 ! -perm -002)" ]; then
+        fail "$item/TovrikZerbin is not root's own file; remove it"
+    fi
+    "$item/TovrikZerbin" "$1"
+}
+
 # ---- The folder of the log
 
 # A name beside $1 that nothing has.
@@ -184,7 +224,11 @@ make_way() {
     for path in "$folder/Zerbin.log" "$folder/cmd.txt"; do
         [ -e "$path" ] || [ -L "$path" ] || continue
         [ -z "$(find "$path" -prune -type f -links 1 -user "$1")" ] || continue
-        name=$(free_name "$path") && mv -f "$path" "$name" || return
+        name=$(free_name "$path") || return
+        if ! mv -f "$path" "$name"; then
+            complain "$path is in the way; unlock it (on a Mac, chflags -h nouchg '$path'), or unmount what is mounted there"
+            return 1
+        fi
         say "moved $path, which is not this user's own file, to $name"
     done
 }
@@ -206,6 +250,7 @@ is_alone() {
 hand_over() {
     if is_root; then
         next=$(owner "$folder")
+        chflags nouchg "$folder" 2>/dev/null || : # a Mac's
         chown -h 0:0 "$folder"
         chmod 700 "$folder"
         chmod -N "$folder" 2>/dev/null || : # a Mac's

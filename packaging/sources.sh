@@ -39,13 +39,9 @@ put() {
 }
 
 # Prints the receipt of all that was written, for $1, its owner and group.
-# shellcheck disable=SC2086 # each line is an argument
-make_receipt() (
-    IFS='
-'
-    set -f
+make_receipt() {
     say "# Zerbin $version: mode, owner, checksum and size (cksum), path"
-    { printf '%s' "$listed" && cksum $written; } | awk -v owner="$1" '
+    { printf '%s' "$listed" && with_lines "$written" cksum; } | awk -v owner="$1" '
         NF == 2 { listed[++count] = $0; next }
         { split(listed[++done], part, " "); print part[1], owner, $1, $2, part[2] }'
-)
+}

@@ -44,7 +44,7 @@ Zerbin.log'" \
     check [ ! -L "$folder/Zerbin.log" ]
     find "$folder" -mindepth 1 -delete
 done
-(cd "$folder" && exec_as nobody sh -c "ln -s $v/file Zerbin.log; ln -s $v cmd.txt; ln -s $v more")
+(cd "$folder" && exec_as nobody sh -c "ln -s $v/file Zerbin.log; mkdir cmd.txt; ln -s $v more")
 check try "$share/uninstall"
 in_order
 rm -r "$root"
@@ -80,6 +80,8 @@ refused "$root/Library" "chmod g+w '$root/Library'" "chmod g-w '$root/Library'"
 # Here he waits for the moment at which files are staged, and then swaps the folder of the log for a link.
 chmod 777 "$root/usr/local"
 refuses "$share/uninstall"
+(ulimit -f 0 && BASH_COMPAT=50 bash --posix "$share/uninstall" --dry-run) 2>&1 | cat >"$work/out" # as a Mac's sh, disk full
+says "chown root '$root/usr/local'"
 exec_as nobody sh -c "until ls -A '$item' | grep -q new; do :; done; mv '$folder' '$folder.mine' && ln -s $v '$folder'" &
 racer=$!
 ! install_it 1.0 || fail 'installed below a folder that others can write'
@@ -92,6 +94,15 @@ mkdir "$item/.zerbin-new" && chown nobody "$item/.zerbin-new" # planted when the
 ! install_it 1.0 || fail 'used a planted folder'
 says '.zerbin-new is in the way'
 rmdir "$item/.zerbin-new"
+mkdir "$share/.zerbin-lock" && mkfifo "$share/.zerbin-lock/process" && chown -R nobody "$share/.zerbin-lock"
+! install_it 1.0 || fail 'used a planted lock'
+rm -r "$share/.zerbin-lock"
+printf '#!/bin/sh\n: >%s\n' "$work/ran" >"$item/TovrikZerbin" && chown nobody "$item/TovrikZerbin"
+refuses "$work/1.0/packaging/install" --user daemon --daemon "$work/Zerbin" "$root"
+refuses "$share/set-user" daemon
+refuses "$share/uninstall"
+check [ ! -e "$work/ran" ]
+check install_it 1.0
 
 # On a Mac, an access list can allow what the mode forbids, and a user can mount a volume in a folder of his, in which
 # everybody seems to own everything.

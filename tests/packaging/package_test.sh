@@ -59,8 +59,14 @@ scripts=$work/1.0/build/package/scripts
 install_package() {
     "$scripts/preinstall" Zerbin.pkg / "$root" && cp -Rp "$payload/." "$root" && "$scripts/postinstall" Zerbin.pkg / "$root"
 }
+[ -e /usr/local/share/zerbin ] || try "$scripts/preinstall" Zerbin.pkg / / || : # it ends
 mkdir -p "$item"
+echo mine >"$work/victim"
+ln -s "$work/victim" "$item/.zerbin-config" # planted when the folder could be written
+ln -s "$work" "$item/.zerbin-new"
 check try install_package
+check [ "$(cat "$work/victim")" = mine ]
+rm "$item/.zerbin-config"
 says "set-user NAME"
 check cmp -s "$item/config" "$work/1.0/packaging/config"
 check [ ! -e "$folder" ]
