@@ -239,7 +239,7 @@ is_alone() {
     if allows_others "$folder"; then
         complain "$folder has an access list; remove it, with chmod -N '$folder'"
         return 1
-    elif [ "$(volume_of "$folder")" != "$(volume_of "$folder/..")" ]; then
+    elif [ "$(volume_of "$folder")" != "$(volume_of "${folder%/*}")" ]; then
         complain "a volume is mounted at $folder; unmount it"
         return 1
     fi

@@ -65,6 +65,8 @@ if [ "$(id -u)" = 0 ]; then
     fault "problem  users other than root can change $root/usr/local" 'chmod 1777 "$root/usr/local"' 'chmod 755 "$root/usr/local"'
     fault "problem  $user cannot write $setup" 'chown root "$setup"' 'chown "$user" "$setup"'
     fault "problem  $folder/cmd.txt is not $user's own file" 'ln -s x "$folder/cmd.txt"' 'rm "$folder/cmd.txt"'
+    fault "problem  $folder belongs to user 4242, for whom" 'chown 4242 "$folder"' 'chown "$user" "$folder"'
+    fault "problem  $config belongs to $user" 'chown "$user" "$config"' 'chown root "$config"'
 fi
 fault "problem  users other than its owner can change $config" 'chmod 666 "$config"' 'chmod 644 "$config"'
 fault "problem  users other than its owner can change $resources" 'chmod 777 "$resources"' 'chmod 755 "$resources"'
@@ -86,12 +88,15 @@ back "$MAC_STATE/one"
 fault 'note     nobody is at the console' 'rm "$MAC_STATE/console"' 'echo "$user" >"$MAC_STATE/console"'
 fault 'note     mo is at the console' 'echo mo >"$MAC_STATE/console"' 'echo "$user" >"$MAC_STATE/console"'
 fault "problem  $folder must have mode 755" 'chmod 777 "$folder"' 'chmod 755 "$folder"'
-fault "problem  there is no $folder" 'move "$folder"' 'back "$folder"'
+fault "problem  there is no folder $folder" 'move "$folder"' 'back "$folder"'
+fault "problem  $user cannot write $folder/Zerbin.log" 'chmod 444 "$folder/Zerbin.log"' 'chmod 644 "$folder/Zerbin.log"'
 fault 'note     there is no log yet' 'move "$folder/Zerbin.log"' 'back "$folder/Zerbin.log"'
 
 cp "$config" "$keep"
 again='cp "$keep" "$config"'
 fault "note     there is no $config" 'rm "$config"' "$again"
+fault "problem  $config is not a file" 'rm "$config"; mkdir "$config"' 'rmdir "$config"; cp "$keep" "$config"'
+fault 'note     disable_cdrom in' 'printf "[Volumes]\ndisable_cdrom=1\n" >"$config"' "$again"
 fault "problem  $user cannot read $config" 'chmod 600 "$config"' 'chmod 644 "$config"'
 fault "problem  $config has no section" 'echo name=x >"$config"' "$again"
 fault "note     $config has Name, which is no key" 'echo Name=x >>"$config"' "$again"
@@ -103,6 +108,8 @@ fault 'problem  path1 in' 'printf "[Volumes]\npath1=%0502d\n" 1 >"$config"' "$ag
 
 again='write_setup "$good"'
 fault "note     there is no $setup" 'move "$setup"' 'back "$setup"'
+fault "problem  $setup is not a file" 'move "$setup"; mkfifo "$setup"' 'back "$setup"'
+fault 'ok       a setup is pending' 'move "$setup"; ln -s "$setup.moved" "$setup"' 'back "$setup"'
 fault "note     $setup has no section" 'echo x >"$setup"' "$again"
 fault 'ok       no setup is pending: SD_THIRD_SETUP is No' 'write_setup "SD_THIRD_SETUP=No$(printf "\001")s
 $good"; tr "\001" "\000" <"$setup" >"$keep"; cat "$keep" >"$setup"' "$again"
