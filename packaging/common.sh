@@ -267,14 +267,17 @@ hand_over() {
 
 volume_of() { df -P "$1" | awk 'NR == 2 { print $1, $NF }'; }
 
+# Whether two files hold the same. What is no file, like a pipe, which would have us wait, is never the same.
+is_same() { [ -f "$1" ] && [ -f "$2" ] && cmp -s "$1" "$2"; }
+
 # Where a new sample of the configuration goes: over the configuration while nobody has changed that, else beside it,
 # and nowhere if it is the old sample. $1 is the old one, $2 the new one.
 name_for_sample() {
-    if cmp -s "$item/config" "$2"; then
+    if is_same "$item/config" "$2"; then
         :
-    elif [ ! -e "$item/config" ] && [ ! -L "$item/config" ] || cmp -s "$item/config" "$1"; then
+    elif [ ! -e "$item/config" ] && [ ! -L "$item/config" ] || is_same "$item/config" "$1"; then
         say config
-    elif ! cmp -s "$1" "$2"; then
+    elif ! is_same "$1" "$2"; then
         say config.new
     fi
 }

@@ -97,6 +97,9 @@ rmdir "$item/.zerbin-new"
 mkdir "$share/.zerbin-lock" && mkfifo "$share/.zerbin-lock/process" && chown -R nobody "$share/.zerbin-lock"
 ! install_it 1.0 || fail 'used a planted lock'
 rm -r "$share/.zerbin-lock"
+rm "$item/config" && mkfifo "$item/config"
+check install_it 1.0
+rm "$item/config"
 printf '#!/bin/sh\n: >%s\n' "$work/ran" >"$item/TovrikZerbin" && chown nobody "$item/TovrikZerbin"
 refuses "$work/1.0/packaging/install" --user daemon --daemon "$work/Zerbin" "$root"
 refuses "$share/set-user" daemon
