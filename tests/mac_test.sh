@@ -45,7 +45,7 @@ try() { "$@" >"$work/out" 2>&1 || fail "$@"; }
 refuses() { # TEXT COMMAND...: it says that, and ends with 1
     text=$1 status=0
     shift
-    "$@" >"$work/out" 2>&1 || status=$?
+    "$@" >"$work/out" 2>&1 </dev/null || status=$?
     if [ $status != 1 ] || ! grep -qF -e "$text" "$work/out"; then fail "$*: not $text"; fi
 }
 is_clean() {
@@ -80,36 +80,33 @@ busy() { echo "$2" >"$MAC_STATE/$1.busy"; }
 try scripts/run --stay
 try desk/desk until ready
 try desk/desk stop
-mv "$work/bin/c++" "$work/bin/other"
-refuses 'failed: c++' scripts/run
-mv "$work/bin/other" "$work/bin/c++"
-refuses 'login needs the simulated Mac' desk/desk login mika
-refuses 'finder needs the simulated Mac' desk/desk finder off
-refuses 'port needs the simulated Mac' desk/desk port on
-refuses 'plug --refuse needs the simulated Mac' desk/desk plug --refuse
-refuses 'start --as needs the simulated Mac' desk/desk start --as root
+faked() { # TOOL LINE TEXT COMMAND...: with that line for the tool, the command is refused
+    tool=$1 line=$2
+    shift 2
+    mv "$work/bin/$tool" "$work/bin/other" && printf '#!/bin/sh\n%s\n' "$line" >"$work/bin/$tool" && chmod 755 "$work/bin/$tool"
+    refuses "$@"
+    mv "$work/bin/other" "$work/bin/$tool"
+}
+faked c++ 'exit 1' 'failed: c++' scripts/run
+faked stat 'echo somebody' 'somebody is at the console' desk/desk new
+faked ps 'exec /bin/ps "$@"' 'no Finder is running' desk/desk start
+faked id 'echo root' 'not as root' desk/desk new
+for step in 'login mika' 'finder off' 'port on' 'plug --refuse' 'start --as root'; do
+    # shellcheck disable=SC2086 # its words
+    refuses 'needs the simulated Mac' desk/desk $step
+done
 refuses 'leads out of the desk' desk/desk remove Volumes/Pelluria
-echo somebody >"$MAC_STATE/console"
-refuses 'somebody is at the console' desk/desk new
-id -un >"$MAC_STATE/console"
-mv "$work/bin/ps" "$work/bin/other" && ln -s /bin/ps "$work/bin/ps"
-refuses 'no Finder is running' desk/desk start
-mv "$work/bin/other" "$work/bin/ps"
-mv "$work/bin/id" "$work/bin/other" && printf '#!/bin/sh\necho root\n' >"$work/bin/id" && chmod 755 "$work/bin/id"
-refuses 'not as root' desk/desk new
-mv "$work/bin/other" "$work/bin/id"
 busy create 10
 refuses 'cannot make an image' desk/desk new
 busy create 9
 
 # A modem that is plugged in before the start is mounted by the system; two refusals are not too many.
 try desk/desk new
-mkdir "$MAC_VOLUMES/Third Party Setup"
-refuses 'there is a volume /Volumes/Third Party Setup already' desk/desk plug
-rmdir "$MAC_VOLUMES/Third Party Setup"
-mkdir "$MAC_VOLUMES/a:b"
-refuses 'there is a volume /Volumes/a:b already' desk/desk plug --label a/b
-rmdir "$MAC_VOLUMES/a:b"
+for volume in 'Third Party Setup' a:b; do
+    mkdir "$MAC_VOLUMES/$volume"
+    refuses "there is a volume /Volumes/$volume already" desk/desk plug --label a/b
+    rmdir "$MAC_VOLUMES/$volume"
+done
 busy attach 10
 refuses 'cannot attach' desk/desk plug
 busy attach 2
@@ -119,11 +116,10 @@ refuses 'there is a volume /Volumes/Pelluria already' desk/desk plug
 try desk/desk start
 refuses 'stop the daemon first' desk/desk plug --label Other
 try desk/desk until ready
-PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg" && try desk/desk expect volume 'Third Party Setup'
-PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg" && try desk/desk expect no volume 'Third Party Setup 1'
+for _ in 1 2; do PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg"; done # it is mounted once
 try desk/desk status
 for line in 'disk     disk2, label Pelluria' 'volume   disk3s1 at /Volumes/Third Party Setup without nobrowse'; do
-    grep -qx "$line" "$work/out" || fail "status has no line $line"
+    [ "$(grep -cx "$line" "$work/out")" = 1 ] || fail "status has no line $line"
 done
 busy detach 99
 refuses 'is still attached after ten tries' desk/desk unplug
