@@ -1,9 +1,34 @@
 // The daemon's whole life, with any configuration, setup file, port and answers of the shell.
 #include "fuzz.h"
 
+#ifndef FAULTS
+#define FAULTS 0
+#endif
+
 int ZerbinMain();  // the daemon's main
 
 void Try(Input* input) {
+    static const char* const kCalls[] = {"malloc",
+                                         "fopen",
+                                         "fclose",
+                                         "fgets",
+                                         "fread",
+                                         "fseek",
+                                         "ftell",
+                                         "fputs",
+                                         "fputc",
+                                         "opendir",
+                                         "popen",
+                                         "system",
+                                         "CFStringGetCString",
+                                         "DADiskSetOptions",
+                                         "IOServiceGetMatchingServices"};
+    std::map<string, std::pair<int, bool>> faults;
+    for (int i = 0; i < FAULTS; ++i) {
+        const string call = kCalls[input->Below(std::size(kCalls))];
+        const auto n = static_cast<int>(input->Below(256));  // the call's number, 0 for none, and a bit
+        if (n > 1) faults[call] = {n / 2, n % 2 != 0};
+    }
     const size_t choices = input->Below(256);
     std::vector<int> statuses;
     for (size_t i = input->Below(16); i > 0; --i)
@@ -13,14 +38,16 @@ void Try(Input* input) {
     const string owner = input->Text(), finder = input->Text();
     Prepare(input->left);
     Write("/Library/StartupItems/TovrikZerbin/config", configuration);
+    scene.faults = faults;
     if (choices & 1) scene.ports = {nullptr, port.c_str(), "/dev/cu.TOVRIKMobile-Pcui"};
     scene.refuseMount = choices & 2;
     scene.answers = {{"Finder", statuses, finder},
                      {"ps aux", {}, owner},
                      {"stat", {}, choices & 4 ? finder : owner},
                      {"open", statuses}};
-    scene.onSecond = [] {
-        if (scene.slept == 40) scene.answers[0].output = "Finder";  // or the wait would not end
+    scene.onSecond = [] {  // or the wait would not end
+        if (scene.slept >= 40) scene.answers[0].output = "Finder";
+        if (scene.slept >= 400) scene.faults.clear();
     };
     scene.onRunLoop = [] { Arrive(), Arrive(); };
     KeepsSetup([] { ZerbinMain(); });

@@ -28,6 +28,11 @@ void Try(Input* input) {
         Require(string(g_linetext, sizeof g_linetext) == expected && ftell(ours) == ftell(model) &&
                     line == (expected[0] ? g_linetext : nullptr),
                 expected);
+        const string text = g_linetext, head = ("[" + section + "]").substr(0, 127);
+        const char* const equals = strchr(g_linetext, '=');
+        Require(GetKeyValue(g_linetext) == (equals ? equals + 1 : nullptr) &&
+                    SectionExistsInLine(g_linetext, section.c_str()) == (text.find(head) != string::npos),
+                expected);
     }
     fclose(model);
 
@@ -46,6 +51,8 @@ void Try(Input* input) {
     Require(SetIniFileName(path.c_str()) && ReadInteger(section.c_str(), key.c_str(), 7) == 7, path);
     string value = ReadStringEx(section.c_str(), key.c_str(), " default");
     Require(string(ReadString(section.c_str(), key.c_str(), "default")) == Trim(value.data()), value);
+    value = ReadString(section.c_str(), key.c_str(), "");
+    Require(GetInitKey("unused", section.c_str(), key.c_str()) == value, value);
     IsKeyValueCaseEqual(path.c_str(), section.c_str(), key.c_str(), "true");
 
     scene.answers = {{"open", {choices & 1 ? -1 : 0, choices & 2 ? 256 : 0, 0}}};
