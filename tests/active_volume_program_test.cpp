@@ -89,8 +89,8 @@ TEST_F(ScannerTest, ReadKeyValue) {
         Fail("ftell", call), look_up("ftell fails " + std::to_string(call), {"KEY"});
     Case("no file, no name", kEverything, [](Result result) {
         char name[] = "a";
-        result << ReadKeyValue(nullptr, name, 2, nullptr, false)
-               << ReadKeyValue(stdin, nullptr, 2, nullptr, false);
+        result << "without a file " << ReadKeyValue(nullptr, name, 2, nullptr, false);
+        result << ", without a name " << ReadKeyValue(stdin, nullptr, 2, nullptr, false);
     });
     Case("a file that grew after its end was met", kParts, [](Result result) {
         FILE* file = fopen(Path("/f").c_str(), "r");
@@ -121,10 +121,10 @@ TEST_F(ScannerTest, IsKeyValueCaseEqual) {
     Case("missing", [](Result result) { result << IsKeyValueCaseEqual("/none", "V", "k", "true"); });
     Case("null", kEverything, [&](Result result) {
         const char* file = kPath.c_str();
-        result << IsKeyValueCaseEqual(nullptr, "V", "k", "true")
-               << IsKeyValueCaseEqual(file, nullptr, "k", "true")
-               << IsKeyValueCaseEqual(file, "V", nullptr, "true")
-               << IsKeyValueCaseEqual(file, "V", "k", nullptr);
+        result << "file " << IsKeyValueCaseEqual(nullptr, "V", "k", "true");
+        result << ", section " << IsKeyValueCaseEqual(file, nullptr, "k", "true");
+        result << ", key " << IsKeyValueCaseEqual(file, "V", nullptr, "true");
+        result << ", value " << IsKeyValueCaseEqual(file, "V", "k", nullptr);
     });
 }
 
@@ -193,8 +193,8 @@ TEST_F(VolumeTest, GetTempVolumeName) {
     Case("null", kEverything, [](Result result) {
         char name[] = "Setup";
         int64_t limit = 1000;
-        result << GetTempVolumeName(name, 6, nullptr, kPrefix, 2)
-               << GetTempVolumeName(nullptr, 0, &limit, kPrefix, 2);
+        result << "limit " << GetTempVolumeName(name, 6, nullptr, kPrefix, 2);
+        result << ", name " << GetTempVolumeName(nullptr, 0, &limit, kPrefix, 2);
     });
 }
 
@@ -269,8 +269,10 @@ TEST_F(SetupTest, RunSDProgram) {
     Write(kFile, Section());
     Case("twice", {"RunSDProgram exit"}, [](Result result) { Install(result), Install(result << "; "); });
     Case("nothing to do", kEverything, [](Result result) {
-        Install(result, ""), Install(result << "; ", nullptr), Install(result << "; ", "c", "");
-        result << "; " << RunSDProgram(Path(kFile).c_str(), "c", nullptr) << RunSDProgram("", "c", "/")
+        Install(result << "empty head ", ""), Install(result << "; null head ", nullptr);
+        Install(result << "; empty folder ", "c", "");
+        result << "; null folder " << RunSDProgram(Path(kFile).c_str(), "c", nullptr);
+        result << "; empty file " << RunSDProgram("", "c", "/") << "; null file "
                << RunSDProgram(nullptr, "c", "/");
     });
     Remove(kFile);

@@ -137,7 +137,8 @@ TEST_F(ZerbinTest, LooksAtOwnersAndFinderBeforeTheLaunch) {
     look("255 characters alike", {kLong, {"stat", {}, string(255, 'o') + "p"}, kFinder});
     look("254 characters alike", {kLong, {"stat", {}, string(254, 'o') + "p"}, kFinder});
     look("no owner printed", {kFinder});
-    for (const int pipe : {1, 2}) Fail("popen", pipe), look("no pipe " + std::to_string(pipe), kSession);
+    for (const int pipe : {1, 2})
+        Fail("popen", pipe), look(pipe == 1 ? "the first pipe fails" : "the second pipe fails", kSession);
     Fail("getpid", 1), look("no process id", {{"ps aux", {}, "root\n"}, kFinder});
     look("a Finder of one character", {kSession[0], kSession[1], {"Finder", {}, "F"}});
 
