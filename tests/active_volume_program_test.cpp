@@ -43,27 +43,25 @@ TEST_F(ScannerTest, IsPrimaryKey) {
     EXPECT_FALSE(IsPrimaryKey("[a]", "a]", 3));
 }
 
-// Looks up one name after the other; [sections] and keys. A limit of 0 is none.
-void LookUp(Result result, FILE* file, const std::vector<string>& names, int32_t size = 1024,
-            int64_t limit = 1024) {
+// Looks up one name after the other in a file; [sections] and keys. A limit of 0 is none. After the first
+// name, `more` is appended to the file.
+void LookUp(Result result, const std::vector<string>& names, int32_t size, int64_t limit, const char* more) {
+    FILE* file = fopen(Path("/f").c_str(), "r");
     for (const string& name : names) {
         char value[1100];
         result << name << " at "
                << ReadKeyValue(file, strcpy(value, name.c_str()), size, limit ? &limit : nullptr,
                                name[0] == '[');
         result << ": '" << value << "', the file stands at " << ftell(file) << ", limit " << limit << "\n";
+        std::ofstream(Path("/f"), std::ios::app) << std::exchange(more, "");
     }
+    fclose(file);
 }
 
 TEST_F(ScannerTest, ReadKeyValue) {
-    const std::vector<string> kParts = {"failed", "error"};
     const auto look_up = [&](const string& title, const std::vector<string>& names, int32_t size = 1024,
-                             int64_t limit = 1024) {
-        Case(title, kParts, [&](Result result) {
-            FILE* file = fopen(Path("/f").c_str(), "r");
-            LookUp(result, file, names, size, limit);
-            fclose(file);
-        });
+                             int64_t limit = 1024, const char* more = "") {
+        Case(title, {"failed", "error"}, [&](Result result) { LookUp(result, names, size, limit, more); });
     };
     const string kPiece(1023, 'x');
     const std::pair<string, std::vector<string>> kRows[] = {
@@ -92,13 +90,7 @@ TEST_F(ScannerTest, ReadKeyValue) {
         result << "without a file " << ReadKeyValue(nullptr, name, 2, nullptr, false);
         result << ", without a name " << ReadKeyValue(stdin, nullptr, 2, nullptr, false);
     });
-    Case("a file that grew after its end was met", kParts, [](Result result) {
-        FILE* file = fopen(Path("/f").c_str(), "r");
-        LookUp(result, file, {"[C]"});
-        std::ofstream(Path("/f"), std::ios::app) << "\nC=1\n";
-        LookUp(result, file, {"C"});
-        fclose(file);
-    });
+    look_up("a file that grew after its end was met", {"[C]", "C"}, 1024, 1024, "\nC=1\n");
 }
 
 TEST_F(ScannerTest, IsKeyValueCaseEqual) {

@@ -21,11 +21,10 @@ constexpr unsigned kIterator = 999;  // services are 1, 2, ...
 size_t g_nextPort = 0;
 DADiskPeekCallback g_peek = nullptr;
 DADiskMountCallback g_mounted = nullptr;
-int g_things[4];  // only their addresses count
+int g_things[3];  // only their addresses count
 const auto g_session = reinterpret_cast<DASessionRef>(g_things);
 const auto g_disk = reinterpret_cast<DADiskRef>(g_things + 1);
-const auto g_runLoop = reinterpret_cast<CFRunLoopRef>(g_things + 2);
-const auto g_dissenter = reinterpret_cast<DADissenterRef>(g_things + 3);
+const auto g_dissenter = reinterpret_cast<DADissenterRef>(g_things + 2);
 
 CFStringRef NewString(const string& text) {
     return CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8);
@@ -44,7 +43,7 @@ string Entry(CFDictionaryRef dictionary, CFStringRef key) {
 
 string fakes::Name(const void* thing) {
     static const std::map<const void*, string> kNames = {
-        {nullptr, "null"}, {g_session, "session"}, {g_disk, "disk"}, {g_runLoop, "loop"}};
+        {nullptr, "null"}, {g_session, "session"}, {g_disk, "disk"}, {CFRunLoopGetCurrent(), "loop"}};
     if (const auto known = kNames.find(thing); known != kNames.end()) return known->second;
     char text[1024] = "?";  // anything else is a string
     CFStringGetCString(static_cast<CFStringRef>(thing), text, sizeof text, kCFStringEncodingUTF8);
@@ -83,11 +82,6 @@ FAKE(CFMutableDictionaryRef, CFDictionaryCreateMutable, CFAllocatorRef by, CFInd
     CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(by, capacity, keys, values);
     kept.insert(dictionary);
     return dictionary;
-}
-
-FAKE(CFRunLoopRef, CFRunLoopGetCurrent, void) {
-    Note("* CFRunLoopGetCurrent");
-    return g_runLoop;
 }
 
 FAKE(void, CFRunLoopRun, void) {
@@ -136,9 +130,7 @@ FAKE(CFMutableDictionaryRef, IOServiceMatching, const char* className) {
 // Consumes the dictionary.
 FAKE(kern_return_t, IOServiceGetMatchingServices, mach_port_t port, CFDictionaryRef matching,
      io_iterator_t* list) {
-    CFStringRef key = NewString(kIOSerialBSDTypeKey);
-    Note("* IOServiceGetMatchingServices", port, Entry(matching, key));
-    CFRelease(key);
+    Note("* IOServiceGetMatchingServices", port, Entry(matching, CFSTR(kIOSerialBSDTypeKey)));
     if (matching != nullptr) CFRelease(matching);
     if (Fails("IOServiceGetMatchingServices") || matching == nullptr) return -1;
     *list = kIterator;
