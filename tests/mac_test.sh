@@ -100,13 +100,16 @@ busy create 10
 refuses 'cannot make an image' desk/desk new
 busy create 9
 
-# A modem that is plugged in before the start is mounted by the system; two refusals are not too many.
 try desk/desk new
-for volume in 'Third Party Setup' a:b; do
+for volume in a:b 'Third Party Setup'; do
     mkdir "$MAC_VOLUMES/$volume"
     refuses "there is a volume /Volumes/$volume already" desk/desk plug --label a/b
+    [ "$volume" = a:b ] || refuses "there is a volume /Volumes/$volume already" desk/desk new
     rmdir "$MAC_VOLUMES/$volume"
 done
+
+# A modem that is plugged in before the start is mounted by the system; two refusals are not too many.
+try desk/desk new
 busy attach 10
 refuses 'cannot attach' desk/desk plug
 busy attach 2
