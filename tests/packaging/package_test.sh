@@ -82,6 +82,7 @@ cp "$item/config" "$work/config"
 echo '644 0:0 1 1 /usr/local/share/zerbin/gone' >>"$share/receipt"
 : >"$share/gone"
 echo other >"$share/config" # the sample of the version before
+check "$scripts/preinstall" Zerbin.pkg / "$root" && cp -Rp "$payload/." "$root" # interrupted
 check try install_package
 check cmp -s "$item/config" "$work/config"
 check cmp -s "$item/config.new" "$work/1.0/packaging/config"
