@@ -11,7 +11,7 @@ me=$(id -u)
 [ "$me" = 0 ] || PATH=$zerbin_path:$PATH
 LC_ALL=C
 export PATH LC_ALL
-unset CDPATH IFS TMPDIR
+unset CDPATH IFS TMPDIR PERL5LIB PERL5OPT
 umask 022
 here=$(cd -- "$here" && pwd)
 

@@ -126,10 +126,12 @@ says 'System Settings > General > Login Items'
 rm "$MAC_STATE/logged-in" "$work/bin/sleep"
 check try "$item/TovrikZerbin" start
 says 'logs in'
-mv "$folder" "$work/aside"
-check try "$item/TovrikZerbin" run
-check [ "$(wc -l <"$work/out")" = 1 ]
-mv "$work/aside" "$folder"
+for missing in "$folder" "$item/Zerbin"; do
+    mv "$missing" "$work/aside"
+    check try "$item/TovrikZerbin" run
+    check [ "$(wc -l <"$work/out")" = 1 ]
+    mv "$work/aside" "$missing"
+done
 
 # ---- An edited receipt removes nothing but what can be Zerbin's, and not the user's configuration
 mkdir -p "$root/etc" "$root/usr/local/bin/zerbin-folder"
