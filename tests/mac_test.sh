@@ -39,6 +39,8 @@ for tool in hdiutil mount ps ln sleep c++; do ln -s "$project/tests/mac/desk/$to
 ln -s "$project/tests/mac/uname" "$project/tests/mac/stat" "$work/bin"
 dash=$(command -v dash) bash=$(command -v bash) busybox=$(command -v busybox)
 PATH=$work/bin
+# shellcheck disable=SC2046 # one word for each daemon that a failed test leaves
+trap 'kill -KILL $(lsof -t "$DESK_DAEMON" 2>/dev/null) 2>/dev/null || :' EXIT
 
 fail() { printf 'FAILED: %s\n' "$*" && cat "$work/out" && exit 1; }
 try() { "$@" >"$work/out" 2>&1 || fail "$@"; }
