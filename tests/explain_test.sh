@@ -231,7 +231,7 @@ log=${DESK_ROOT-}/usr/local/DatacardService/Zerbin.log
 awk=replay
 play() {
     desk/desk play "$1" >"$work/out" || fail "$1: $(cat "$work/out")"
-    tools/zerbin-explain "$log" | sed -n 's/.*  line [0-9]* *//p; s/,* (*after [0-9]* s)*$//; /^  [a-z]*:/p'
+    tools/zerbin-explain "$log" | sed -n 's/,* (*after [0-9]* s)*$//; s/.*  line [0-9]* *//p; /^  [a-z]*:/p'
 }
 printf '%s\n' new 'port on' 'plug --label "Third Party Setup"' 'plug --label "Third Party Setup"' plug start 'until ready within 60' \
     'login other' unplug plug 'wait 1' stop >"$work/numbered.scenario"
