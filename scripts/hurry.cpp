@@ -1,4 +1,4 @@
-// The sleep that the daemon calls in a hurry: each second lasts a millisecond.
+// Replaces the daemon's sleep, so that each second lasts a millisecond.
 #include <unistd.h>
 
 unsigned sleep(unsigned seconds) {

@@ -1,4 +1,4 @@
-// The one-time setup alone, as the daemon runs it.
+// Runs only the one-time setup, as the daemon does.
 #include "Common/Log.h"
 #include "Common/Paths.h"
 #include "src/ActiveVolumeProgram.h"
