@@ -1,4 +1,4 @@
-# blocks.awk: what is told comes in blocks, one for each start, arrival and remark, in the order in which they began. They
+# blocks.awk: the output consists of blocks, one for each start, arrival and remark, in the order in which they began. They
 # are kept until they have ended; then those that were asked for go to tell_block() of the chosen form, and the others
 # are only counted.
 #
@@ -15,13 +15,13 @@ BEGIN {
     next_block = next_kept = 1
 }
 
-# A date, with or without a time behind it, in seconds.
+# A date, with or without a time after it, in seconds.
 function moment(text,  field) {
     split(text, field, /[^0-9]+/)
     return 86400 * days(field[1], field[2], field[3]) + field[4] * 3600 + field[5] * 60 + field[6]
 }
 
-# What a function is given must have been set before: else some awks give it garbage.
+# What a function is passed must have been set before; otherwise some awks pass garbage.
 function new_block(kind, why,  i) {
     kind_of[++blocks] = kind
     run_of[blocks] = run
@@ -41,13 +41,13 @@ function remark(text, how,  b) {
     end_block(b, how == "" ? "well" : how, text)
 }
 
-# A step that is the same as the one before becomes one with it.
+# A step that is the same as the one before is merged with it.
 function add_step(b, text,  day) {
     if (!steps[b]) last_step_date[b] = date_of[b]
     day = date == last_step_date[b] ? "" : "on " date
     text = clean(text)
     if (text == repeated[b]) {
-        step_text[b, steps[b]] = first_text[b] ", and " plural(++repeats[b], "time") " more, until " clock (day == "" ? "" : " " day)
+        step_text[b, steps[b]] = first_text[b] ", and " plural(++repeats[b], "more time") ", until " clock (day == "" ? "" : " " day)
         return
     }
     repeated[b] = text
@@ -69,7 +69,7 @@ function advise(b, text) {
     if (text != "") advice[b] = advice[b] (advice[b] != "" ? " " : "") clean(text)
 }
 
-# `how` is well, problem or open; open is for what has not ended.
+# `how` is well, problem or open; open means that it has not ended.
 function end_block(b, how, what_came_of_it) {
     result[b] = how
     outcome[b] = clean(what_came_of_it)
@@ -88,7 +88,7 @@ function pass_on(b) {
     }
 }
 
-# Of the last blocks, remarks do not count; each goes with the block that it stands before.
+# Remarks do not count towards --last; each goes with the block that follows it.
 function keep(b) {
     if (!only_last) {
         tell_block(b)

@@ -1,7 +1,7 @@
 # catalogue.awk: reads the catalogue of messages, and finds the message that a text of the log is an instance of.
 #
-# Leaves for message i: kind[i] and event[i], what happens there; words[i] and advice_for[i]. dull[text] holds for
-# messages without values and events. A message that is nothing but a value is told by its place; story.awk knows it.
+# For message i it sets kind[i] and event[i], what happens there; words[i] and advice_for[i]. dull[text] exists for messages
+# with neither values nor an event. A message that is only a value is recognised by its place, in story.awk.
 
 BEGIN { read_catalogue(ENVIRON["zerbin_files"] "/messages") }
 
@@ -19,7 +19,7 @@ function read_catalogue(file,  line, field, i) {
     for (line in exact) if (kind[exact[line]] == "") dull[line] = 1
 }
 
-# Takes a message in. Line ends and blanks at its ends do not count in the log, so they do not here.
+# Adds a message. Line ends and spaces at its ends are ignored in the log, so they are ignored here.
 function know(message,  head) {
     gsub(/\\n/, "", message)
     sub(/ +$/, "", message)
@@ -40,7 +40,7 @@ function give_event(i, text,  at) {
     if (!(text in message_for)) message_for[text] = i    # the first of several has the advice
 }
 
-# Messages with values are kept by how they begin, so that few have to be compared.
+# Messages with values are indexed by how they begin, so that few have to be compared.
 function pattern_head(text) { return length(text) < 4 ? "" : substr(text, 1, 4) }
 
 # The number of the message that `text` is an instance of, or 0; the values in it are then in value[]. A text that was

@@ -1,5 +1,4 @@
-# follow.awk: reads what is added to the log, again and again. Looks once a second: an awk that reads from a pipe may
-# wait for whole blocks.
+# follow.awk: reads what is added to the log, once a second: an awk that read it from a pipe might wait for whole blocks.
 
 function follow(  before) {
     for (;;) {
@@ -19,7 +18,7 @@ function follow(  before) {
     }
 }
 
-# Takes the lines that are complete. A file that has become smaller begins anew.
+# Takes the lines that are complete. A file that has become smaller is read from its beginning.
 function read_more(  command, size, line, last) {
     command = "wc -c <\"$zerbin_log\" 2>/dev/null"
     command | getline size

@@ -1,6 +1,6 @@
-# json.awk: tells each block as a JSON object on a line of its own.
+# json.awk: prints each block as a JSON object on a line of its own.
 
-# In pieces, since there may be many steps.
+# Printed in pieces, since there may be many steps.
 function tell_block(b,  i) {
     printf "%s", separator
     separator = later_separator
@@ -29,7 +29,7 @@ function json_waits(b,  i, list) {
 
 function json_wait(b, name) { return "\"" name "\":" spent[b, name] + 0 }
 
-# The text has no control characters but tabs. "<" and "&" could mean something to a page around it.
+# The text has no control characters but tabs. "<" and "&" could mean something to the page around it.
 function json(text) {
     if (hides_homes) text = without_homes(text)
     if (text ~ /["\\\t<&]/) {

@@ -1,10 +1,10 @@
-# main.awk: reads the log, to its end or, with -f, for as long as it grows.
+# main.awk: reads the log, to its end or, with -f, until interrupted.
 
 BEGIN { if (ENVIRON["zerbin_follow"] != "") follow() }
 
 { take_line($0) }
 
-# Behind the log stands a dot: on a line of its own, or behind a line that is not finished, which is left out as well.
+# A dot follows the log: on a line of its own, or at the end of an unfinished line, which is then left out as well.
 END {
     if (ENVIRON["zerbin_follow"] != "") exit
     if (!sub(/\n[^\n]*$/, "", record) && record != "" && length(record) < shortest_cut) {

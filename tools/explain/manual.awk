@@ -1,5 +1,5 @@
-# manual.awk: makes DIAGNOSTICS of man/zerbin.8 from the catalogue: what stands there below the line with this file's
-# name, up to the next section, is written anew.
+# manual.awk: makes DIAGNOSTICS in man/zerbin.8 from the catalogue: replaces everything from the line with this file's name
+# to the next section.
 #
 #     awk -f tools/explain/manual.awk tools/explain/messages man/zerbin.8 >new && mv new man/zerbin.8
 
@@ -33,13 +33,13 @@ function escaped(text,  i, c, out) {
     return out
 }
 
-# A blank in front would be lost.
+# A leading space would be lost.
 function quoted(message) {
     sub(/ +$/, "", message)
     return message ~ /^ / ? "\"" escaped(message) "\"" : escaped(message)
 }
 
-# Each sentence begins a line, and lines are not long. What stands in backquotes is literal.
+# Each sentence begins a line, and lines are not long. Text in backquotes is literal.
 function add_sentences(text,  sentence, sentences, i) {
     gsub(/\. /, ".\n", text)
     sentences = split(text, sentence, "\n")

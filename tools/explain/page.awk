@@ -1,5 +1,5 @@
-# page.awk: makes a page of what json.awk tells, from the template report.html: the line "DATA" in it makes way for the
-# data. The names of home folders are left out, so that the page can be shown to others.
+# page.awk: makes a page of json.awk's output, from the template report.html, in which the data replaces the line "DATA".
+# The names of home folders are left out, so that the page can be shown to others.
 
 BEGIN {
     wants_log = hides_homes = 1

@@ -1,5 +1,5 @@
-# records.awk: the lines of the log make records. A record is one message: one line, as a rule; some go on over several,
-# and one that was cut at its limit has no line end. happen() is called for each record that may decide something.
+# records.awk: makes records of the log's lines. A record is one message: usually one line; some have several, and one that
+# was cut at its limit has no line end. happen() is called for each record that may decide something.
 #
 # Sets for each record: run, counted here; number, which each run of the daemon counts from 1; place, the function that
 # wrote it; date, clock, and now, in seconds; raw, the record as it is.
@@ -9,7 +9,7 @@ BEGIN {
     longest_line = 2048
     shortest_cut = 1024    # where a line is cut, at 2,047 characters, or fewer where "%%" was written as "%"
     piece_size = 65536
-    runs_alive = 3         # so many runs back, another daemon may still be writing
+    runs_alive = 3         # the last runs whose daemons may still be writing
     next_start = "\n"      # how the next line of this run begins
 }
 
@@ -23,7 +23,7 @@ function take_line(line,  at, is_next) {
         dull_line = line
         return
     }
-    if (!runs) sub(/^\357\273\277/, "", line)    # the mark that some editors put in front
+    if (!runs) sub(/^\357\273\277/, "", line)    # the byte order mark that some editors add
     if (opening == "") opening = line
     if (is_next || substr(line, 1, 5) == "line " && head_in(line) == 1) {
         end_record(0)
@@ -38,7 +38,8 @@ function head_in(text) {
     return match(text, /line -?[0-9]+===[0-9]+-[0-9]+-[0-9]+ [0-9]+:[0-9]+:[0-9]+   [A-Za-z]+:[A-Za-z]+ ---/)
 }
 
-# Behind a record that was cut, on the same line, stands the next one. Pieces, since substr() may look through all of a text.
+# A record that was cut is followed by the next one on the same line. The line is handled in pieces, since substr() may look
+# through all of a text.
 function divide_record(  ahead, piece, from, at) {
     ahead = record
     from = 1
@@ -83,7 +84,7 @@ function end_record(is_cut,  text, i) {
     happen(i, text)
 }
 
-# Without the blanks and line ends at both ends; but the one blank of " %d time" counts.
+# Without the spaces and line ends at both ends; but the one space of " %d time" stays.
 function trimmed(text,  first, last) {
     first = 1
     if (substr(text, 1, 1) ~ /[ \n]/) first++
@@ -112,9 +113,9 @@ function check_clock(  before) {
     before = run in last_seen ? last_seen[run] : now
     last_seen[run] = now
     if (now < before)
-        remark("The clock went back here, by " lasting(before - now) ": it was set, its time zone changed, or summer time ended.")
+        remark("The clock went back by " lasting(before - now) " here: it was set, its time zone changed, or summer time ended.")
     else if (now > before + a_year)
-        remark("The clock went ahead here, by " lasting(now - before) ": it was set, or nothing happened for so long.")
+        remark("The clock went ahead by " lasting(now - before) " here: it was set, or nothing happened for that long.")
 }
 
 function days(year, month, day) {
@@ -122,17 +123,17 @@ function days(year, month, day) {
     return 365 * year + int(year / 4) - int(year / 100) + int(year / 400) + int((153 * month - 457) / 5) + day
 }
 
-# The run of the daemon that number n belongs to: this one, another that still writes, or a new one.
+# The run of the daemon that number n belongs to: this one, another one that is still writing, or a new one.
 function find_run(n,  r) {
     if (r = run_expecting(n)) {
         last_number[run] = number
         if (!is_shared[r] || !is_shared[run])
-            remark("Two daemons write to this log at once. Only one may run: stop one of them (man zerbin).", "problem")
+            remark("Two daemons are writing to this log. Only one may run: stop one of them (man zerbin).", "problem")
         is_shared[r] = is_shared[run] = 1
         run = r
         number = n
     } else if (runs && n > number) {
-        remark("Lines " (number + 1) " to " (n - 1) " are missing: they could not be written, or somebody took them out.")
+        remark("Lines " (number + 1) " to " (n - 1) " are missing: they could not be written, or somebody removed them.")
         number = n
     } else {
         new_run(n)
@@ -152,11 +153,11 @@ function new_run(n) {
     run = ++runs
     number = n
     if (runs > runs_alive) close_run(runs - runs_alive, 1)
-    if (n != 1 && runs == 1) remark("The log begins at line " n ": the lines before it were cut off, or emptied at 10 MB.")
+    if (n != 1 && runs == 1) remark("The log begins at line " n ": the lines before it were cut off, or the log was emptied at 10 MB.")
     else if (n != 1) remark("Another run of the daemon begins here, at its line " n ".")
 }
 
-# A line that was passed over still says what time it is, when nothing follows.
+# If nothing follows, even a line that was skipped says what time it is.
 function catch_up() {
     if (dull_line != "") read_head(dull_line)
     dull_line = ""

@@ -1,15 +1,15 @@
-# scenario.awk: makes a scenario of the log that replays it on a desk, from the facts known[run, arrival, name]; arrival 0
-# is the start. A scenario changes the desk's state step by step, so that state is kept here, too.
+# scenario.awk: makes a scenario that replays the log on a desk, from the facts known[run, arrival, name]; arrival 0 is the
+# start. A scenario changes the desk's state step by step, so that state is tracked here, too.
 #
-# The names in it come from the log, and the daemon on the desk puts them into shell commands. So in names everything
-# goes that the shell would act on, or that leads out of the desk.
+# The names in it come from the log, and the daemon on the desk puts them into shell commands. So everything that the shell
+# would act on, or that leads out of the desk, is replaced in names.
 
 BEGIN { wants_facts = 1 }
 
 function tell_block(b) { }
 
 function tell_end(  r) {
-    print "# " plural(runs, "run") " of the daemon, made by zerbin-explain --scenario. What the log does not tell is as on" \
+    print "# " plural(runs, "run") " of the daemon, made by zerbin-explain --scenario. What the log does not show is as on" \
         " a new desk."
     print "new"
     split("SD_THIRD_SETUP SD_THIRD_FILE_PATH SD_THIRD_FILE_NAME SD_RUN_THIRD_FILE_ONCE", setup_key, " ")
@@ -37,7 +37,7 @@ function name_on_desk(text,  safe, part, parts, i) {
     for (i = 1; i <= parts; i++)
         safe = safe (i > 1 ? "/" : "") (part[i] == ".." ? "__" : part[i] == "." ? "_" : part[i])
     if (safe != text && !(text in told_name))
-        print "# In the log, this name has other characters where it has _ here: " clean(text)
+        print "# Characters of this name have been replaced by _ below: " clean(text)
     told_name[text] = 1
     return clean(safe)
 }
@@ -124,7 +124,7 @@ function unplug() {
     is_plugged = 0
 }
 
-# ---- What must be so before an arrival
+# ---- What must be prepared before an arrival
 
 function prepare(r, a,  path, result, folder) {
     user = turn("login", user, known[r, a, "owner"] == "other" ? "other" : "mika")
@@ -155,7 +155,7 @@ function prepare_application(path, is_wanted,  place) {
     if (place ~ /^\/./) provide(substr(place, 2), "folder " quoted(substr(place, 2)), is_wanted)
 }
 
-# Sees to it that a folder, or an image, is there or is not.
+# Makes or removes a folder or an image, as wanted.
 function provide(path, how, is_wanted) {
     if (is_wanted && !(path in is_there)) print how
     if (!is_wanted && path in is_there) print "remove " quoted(path)
@@ -164,7 +164,7 @@ function provide(path, how, is_wanted) {
 }
 
 function prepare_setup(result, folder, image, is_marked_then,  name) {
-    if (result == "no section") print "# The setup file had no section. The nearest to it on a desk is to have no file:"
+    if (result == "no section") print "# The setup file had no section. A desk can only have no file instead:"
     if (result ~ /^no (file|section)$/) {
         set_keys(1, 0)
     } else if (result == "not pending") {
@@ -191,7 +191,7 @@ function prepare_setup(result, folder, image, is_marked_then,  name) {
     }
 }
 
-# An image is a folder with a folder `volume` in it, and the package in that. It may lie on the modem, or elsewhere.
+# An image is a folder with a folder `volume` in it, which has the package. It may be on the modem or elsewhere.
 function prepare_image(image, name, result,  path, package) {
     path = "Volumes/" image
     if (index(image, modem_label "/") == 1) path = "desk/modem/volume/" substr(image, length(modem_label) + 2)
@@ -203,7 +203,7 @@ function prepare_image(image, name, result,  path, package) {
     if (result ~ /^no (image|volume|package)$/) delete is_there[path]
 }
 
-# An image that was mounted as "NAME 2" found NAME and "NAME 1" taken: other disks have those names.
+# If an image was mounted as "NAME 2", NAME and "NAME 1" were taken: other disks have those names.
 function prepare_volumes(image, mounted,  name, wanted) {
     if (mounted == "") return
     sub(/.*\//, "", image)
@@ -216,13 +216,13 @@ function prepare_volumes(image, mounted,  name, wanted) {
     for (; takers[name] > wanted; takers[name]--) print "unplug --label " quoted(name)
 }
 
-# Makes key i say `content`; set[] is what the setup file says now.
+# Sets key i to `content`; set[] is what the setup file says now.
 function set_key(i, content) {
     if (set[i] != content) print "setup " setup_key[i] "=" quoted(content)
     set[i] = content
 }
 
-# Makes the file anew, with the keys from the first to the last only.
+# Makes a new file, with only the keys from `first` to `last`.
 function set_keys(first, last,  i, content) {
     print "setup none"
     for (i = 1; i <= 4; i++) {
@@ -232,7 +232,7 @@ function set_keys(first, last,  i, content) {
     }
 }
 
-# ---- What the arrival came to. The log is cumulative, so the steps count.
+# ---- How the arrival ended. The log is cumulative, so the steps count.
 
 function replay_arrival(r, a,  result) {
     asked++

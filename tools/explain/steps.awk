@@ -1,5 +1,5 @@
-# steps.awk: what happens, kind by kind. Each function takes the number of the message and the name of what happens, which
-# come from the catalogue, and changes the state that story.awk describes.
+# steps.awk: handles what happens, kind by kind. Each function takes the number of the message and the name of what happens,
+# from the catalogue, and changes the state that story.awk describes.
 
 function happen_at_start(i, name) {
     if (name == "begins") {
@@ -12,7 +12,7 @@ function happen_at_start(i, name) {
         enter("volume")
         since_volume[run] = now
         fact_at_start("port", looks[run] + 1)
-        step("the modem is plugged in already: its port " port[run] " was found" \
+        step("the modem is already plugged in: its port " port[run] " was found" \
             (looks[run] ? ", after " lasting(spent[start_of[run], "port"]) : ""))
     } else if (name == "options are read") {
         if (phase[run] == "port" && looks[run])
@@ -46,7 +46,7 @@ function happen_to_disk(i, name,  k) {
     } else if (name == "mounts itself") {
         if (disks[run]) disk_words[run, disks[run]] = disk_words[run, disks[run]] "; " words[i]
     } else if (name == "mounted") {
-        if (arrival_of[run] && phase[run] != "mount") close_block(arrival_of[run], "the rest of it is missing")
+        if (arrival_of[run] && phase[run] != "mount") close_block(arrival_of[run], "the log breaks off")
         if (disks[run] > served[run]) serve_disk()
         else if (!arrival_of[run]) begin_arrival(start_of[run] ? "plugged in before the start" : "")
         fact("present", start_of[run] != 0)
@@ -106,7 +106,7 @@ function happen_at_launch(i, name) {
     fact("application", command[run])
     if (name == "failed" && command[run] ~ /^open -a ".*[^"]$/)
         add_problem(arrival_of[run], "the application was not launched, because \"path1\" in the configuration is too long", \
-            "It may have 501 characters.")
+            "Shorten it to 501 characters.")
     else if (name == "failed")
         add_problem(arrival_of[run], "the application was not launched", filled(advice_for[i]))
     enter("setup")
@@ -136,7 +136,7 @@ function happen_to_volume(i, name,  n) {
     n = number_in(value[1])
     if (name == "missing") {
         awaited[run] = value[2] ~ /^\(?\(null\)\)?$/ ? "the volume of the disk image" : value[2]
-        if (n == 0) step((arrival_of[run] ? "setup: " : "") "waits for " awaited[run] ", for " longest_wait() " at most")
+        if (n == 0) step((arrival_of[run] ? "setup: " : "") "waits up to " longest_wait() " for " awaited[run])
         fact_of_volume(awaited[run])
         if (arrival_of[run]) {
             fact("awaited", awaited[run])
@@ -200,7 +200,7 @@ function fail_setup(i, name,  text, what_to_do) {
     step("setup: " text)
     if (name == "no folder" && index(not_launched[run], "/Volumes/" value[1] "/")) {
         advice[arrival_of[run]] = ""
-        what_to_do = "The application and the folder are on the modem's volume, which was not there: the modem was pulled out, or its disk was not mounted." \
+        what_to_do = "The application and the folder are on the modem's volume, which was not there: the modem was unplugged, or its disk was not mounted." \
             " Plug it in again."
     }
     add_problem(arrival_of[run], "the setup failed: " text, what_to_do)
@@ -212,7 +212,7 @@ function fail_setup(i, name,  text, what_to_do) {
 
 function filled(text,  out, name) {
     if (!is_harmless(opened(command[run])) && sub(/ To see why .*[{]command[}].*/, "", text))
-        text = text " Its name has a character that a shell acts on (\" $ ` \\); rename it."
+        text = text " Its name has a character that is special to the shell (\" $ ` \\); rename it."
     while (index(text, "{") && match(text, /[{][a-z0-9]+[}]/)) {
         name = substr(text, RSTART + 1, RLENGTH - 2)
         out = out substr(text, 1, RSTART - 1) shortened(named_value(name))
@@ -229,7 +229,7 @@ function named_value(name) {
     return value[name]
 }
 
-# Advice to run a command must not become a trap.
+# Advice to run a command must not become dangerous.
 function is_harmless(text) { return text !~ /["$`\\]/ }
 
 function shortened(text) { return length(text) > 300 ? substr(text, 1, 200) "..." substr(text, length(text) - 59) : text }

@@ -1,6 +1,6 @@
-# story.awk: what the records tell. Each daemon starts (phases: port, volume), and then serves arrivals (phases: mount,
-# owner, finder, launch, setup); the start may hold an arrival, that of a modem which is plugged in already. The names
-# of what happens come from the catalogue.
+# story.awk: makes a story of the records. Each daemon starts (phases: port, volume), and then serves arrivals (phases: mount,
+# owner, finder, launch, setup); the start may include an arrival, for a modem that is already plugged in. The names of what
+# happens come from the catalogue.
 #
 # The state of each run: start_of[run] and arrival_of[run], the open blocks, or 0; phase[run] since[run]; is_ready[run];
 # disks[run] and served[run], how many have arrived and how many were served; of the arrival, command[run], tries[run],
@@ -12,7 +12,7 @@ function happen(i, text,  what) {
         port[run] = text
         return
     }
-    if (!i && place == "RunSDProgram") return    # the command that is logged once more when it has been run
+    if (!i && place == "RunSDProgram") return    # the command; it is logged again once it has been run
     if (!i && place == "DiskMountCallback") what = "asked"
     begin_what_is_missing(what, event[i])
     if (what == "" || !is_open() && what !~ /^(start|disk)$/) happen_out_of_place(i, text)
@@ -38,11 +38,11 @@ function happen_out_of_place(i, text) {
     else remark("A line that is not known here: " place ": " text)
 }
 
-# The log may begin, or go on after a gap, in the middle.
+# The log may begin, or continue after a gap, in the middle of a start or an arrival.
 function begin_what_is_missing(what, name) {
     if (what == "start" && name != "begins" && !start_of[run] && !is_ready[run]) begin_start("its beginning is missing")
     if (arrival_of[run] || what !~ /^(asked|owner|finder|launch|command|setup|setup fails|note)$/ || name == "bracket") return
-    if (name == "other" && asked_line[run] == number - 1) return    # it has been inferred
+    if (name == "other" && asked_line[run] == number - 1) return    # it was inferred before
     if (disks[run] > served[run]) serve_disk()
     else begin_arrival("its beginning is missing")
 }
@@ -85,7 +85,7 @@ function begin_arrival(why) {
     command[run] = status[run] = setup_note[run] = awaited[run] = ""
 }
 
-# The disk that came first begins its arrival, as of when it came.
+# Begins the arrival of the first disk that has not been served, at the time when that disk arrived.
 function serve_disk(  k, date_now, clock_now, number_now, raw_now) {
     date_now = date; clock_now = clock; number_now = number; raw_now = raw
     k = run SUBSEP (++served[run])
@@ -113,13 +113,13 @@ function end_arrival(  b, i, seconds, text) {
 
 # ---- Where the log ends
 
-# The newest line of a log is still in the daemon's buffer: it writes each line together with the next one. Where only
-# one can follow, it is taken as read.
+# The newest line is still in the daemon's buffer: it writes each line when it logs the next one. If only one line can
+# follow, that line is assumed.
 function infer_newest_line() {
     if (arrival_of[run] && is_setup_over[run]) {
         end_arrival()
     } else if (arrival_of[run] && asked_line[run] == number) {
-        step("(the newest line is still in the daemon's buffer; it can only be the next one)")
+        step("(the newest line is still in the daemon's buffer, but can only say what follows)")
         turn_away(message_for["owner: other"])
     } else if (!arrival_of[run] && start_of[run] && options_line[run] == number) {
         end_start()
@@ -159,7 +159,7 @@ function so_far_trouble(b) { return trouble[b] != "" ? "; " trouble[b] : "" }
 
 function doing(b,  what) {
     what = b == block_of_phase[run] ? phase[run] : ""
-    if (what == "port") return "looking for a modem that is plugged in already"
+    if (what == "port") return "looking for a modem that is already plugged in"
     if (what == "volume") return "the modem's port was found; waiting for " \
         (awaited[run] != "" ? "the volume " awaited[run] : "its volume") \
         " since " clock_after(since_volume[run]) ", until " clock_after(since_volume[run] + 300) " at most"
@@ -176,7 +176,7 @@ function failed_attempts() { return tries[run] ? " (" plural(tries[run], "failed
 function remedy(b,  what) {
     what = b == block_of_phase[run] ? phase[run] : ""
     if (what == "volume") return advice_for[message_for["start: volume never came"]]
-    if (what == "mount") return "If this does not change, pull the modem out and plug it in again."
+    if (what == "mount") return "If this does not change, unplug the modem and plug it in again."
     if (what == "finder") return advice_for[message_for["finder: missing"]]
     if (what == "setup" && awaited[run] ~ /^\//) return advice_for[message_for["setup fails: no folder"]]
     return ""
@@ -193,7 +193,7 @@ function finish(  r) {
 }
 
 function say_who_is_awaited() {
-    remark("No disk " (label[run] != "" ? "named " label[run] : "with the configured name") " has come since " idle_since[run] \
+    remark("No disk " (label[run] != "" ? "named " label[run] : "with the configured name") " has arrived since " idle_since[run] \
         ". If the modem has been plugged in since then, compare the name of its volume in the Finder with \"name\" in the" \
         " configuration: they must be the same (man zerbin-config).")
 }

@@ -1,5 +1,5 @@
-# text.awk: tells the blocks in words, and ends with a summary. On a terminal, lines are broken at its width, what came of
-# it has a colour, and a bar shows where the time went.
+# text.awk: prints the blocks as text, and ends with a summary. On a terminal, lines are broken at its width, outcomes are
+# coloured, and a bar shows where the time went.
 
 BEGIN {
     has_color = ENVIRON["zerbin_color"] != ""
@@ -27,7 +27,7 @@ function tell_block(b,  i) {
     told_steps[b] = steps[b]
 }
 
-# Prints the text behind `margin`, and on a terminal breaks it at its width, where there is a blank.
+# Prints the text after `margin`, and on a terminal breaks it at spaces to fit the width.
 function put(margin, text, code,  at, next_margin) {
     if (!width) {
         print margin paint(code, text)
@@ -47,7 +47,7 @@ function put(margin, text, code,  at, next_margin) {
 
 function paint(code, text) { return has_color && code != "" ? "\033[" code "m" text "\033[0m" : text }
 
-# A bar in which each wait has its share, and shows its initial.
+# A bar in which each wait has its share, marked with its initial.
 function draw_waits(b,  i, k, name, total, cells, bar, legend) {
     for (i = 1; i <= arrival_phases; i++) total += spent[b, arrival_phase[i]]
     if (!total) return

@@ -1,7 +1,7 @@
 # words.awk: texts and durations for readers.
 
-# A text that can be shown anywhere: valid UTF-8 stays; line ends, other bytes, and the characters that steer a terminal
-# or turn the direction of the text become question marks. (Control characters of one byte have gone before.)
+# A text that can be shown anywhere: valid UTF-8 stays; line ends, other bytes, and the characters that control a terminal
+# or change the direction of the text become question marks. (Control characters of one byte were replaced before.)
 BEGIN {
     valid = "[\302-\337][\200-\277]|\340[\240-\277][\200-\277]|[\341-\354\356\357][\200-\277][\200-\277]" \
         "|\355[\200-\237][\200-\277]|\360[\220-\277][\200-\277][\200-\277]|[\361-\363][\200-\277][\200-\277][\200-\277]" \
@@ -34,8 +34,7 @@ function replaced(text, old, new,  at, out) {
     return out text
 }
 
-# The number that the text begins with. A damaged log may have any, and awks differ in what they read and write beyond
-# 32 bits.
+# The number that the text begins with. A damaged log may contain any number, and awks differ beyond 32 bits.
 function number_in(text,  number) {
     if (!match(text, /^-?[1-9][0-9]*/) || RLENGTH > 11) return 0
     number = substr(text, 1, RLENGTH) + 0
