@@ -82,7 +82,7 @@ void ScanLines(const char* path) {
 Row ReaderRow(const char* group, const char* name, size_t size, const std::string& folder,
               const std::vector<std::pair<const char*, void (*)(const char*)>>& readers) {
     Row row = {group, name, {}, size};
-    row.is_counted = size < 1000000;  // what is longer would take minutes
+    row.is_counted = size < 1000000;  // counting a longer file would take minutes
     const std::string path = folder + "/ini of " + name;
     const auto prepare = [=] {
         CloseLogSystem();
@@ -120,7 +120,7 @@ void OpenFile(const char* path) {
     g_file = open(path, O_WRONLY);
 }
 
-// The same line from the same values, the time of day among them, in one call.
+// The same line from the same values, including the time of day, in one call.
 FILE* g_file_stream = nullptr;
 int g_number = 0;
 void LogFormatted() {
@@ -151,7 +151,7 @@ void OpenSpdlog(const char* path) {
 Row LogRow(const char* name, size_t size, const std::string& folder) {
     Row row = {"Log", name, {}};
     row.calls_limit = 2000;  // the file stays shorter than the size at which the log empties it
-    row.is_counted = false;  // it depends on the time of day
+    row.is_counted = false;  // the count depends on the time of day
     const auto add = [&](const char* contender, void (*open)(const char*), void (*log)()) {
         const std::string path = folder + "/" + name + ", " + contender;
         const auto prepare = [=] {

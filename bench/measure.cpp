@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr double kRunSeconds = 0.001;  // of ours, at least
+constexpr double kRunSeconds = 0.001;  // the least time for a run of our code
 
 constexpr char kUsage[] =
     "usage: zerbin_bench time ROUNDS [ROW]     ROW is a part of GROUP/NAME\n"
@@ -99,7 +99,7 @@ void CountInstructions(const Row& row, const std::string& prefix) {
     constexpr size_t kFew = 2;
     constexpr size_t kMore = 10;
     for (const Contender& contender : row.contenders) {
-        Instructions(contender, 1, prefix);  // what only the first call does
+        Instructions(contender, 1, prefix);  // leaves out what only the first call does
         const double few = Instructions(contender, kFew, prefix);
         const double more = Instructions(contender, kMore, prefix);
         Print(row, contender, "instructions", (more - few) / (kMore - kFew));
@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
         if (argc == 3 || (row.group + "/" + row.name).find(argv[3]) != std::string::npos)
             Run(row, argv[1], argv[2], argc > 4 ? argv[4] : "");
     benchmark::ConsoleReporter progress(benchmark::ConsoleReporter::OO_None);
-    progress.SetOutputStream(&std::cerr);  // standard output has the figures alone
+    progress.SetOutputStream(&std::cerr);  // standard output has only the figures
     if (argv[1] == std::string("time")) benchmark::RunSpecifiedBenchmarks(&progress);
     std::filesystem::remove_all(folder);
 }

@@ -1,11 +1,10 @@
 // What is measured, and how.
 //
-// A row sets one function of ours against rivals that do the same work. Each is run for a number of calls:
-//   time          In each round every contender makes the same number of calls, one after the other, in
-//                 reverse order every second time; the result is the median of the rounds' ratios. Whatever
-//                 disturbs the machine for longer than a round (a few milliseconds) hits all contenders, and
-//                 anything shorter makes an outlier. The clock is the thread's own, which stands still while
-//                 other processes run.
+// A row compares one function of ours with rivals that do the same work. Each is run for a number of calls:
+//   time          In each round every contender makes the same number of calls, in turn, in reverse order
+//                 every second round; the result is the median of the rounds' ratios. A disturbance longer
+//                 than a round (a few milliseconds) affects all contenders, and a shorter one makes an
+//                 outlier. The clock is the thread's own, which stops while other processes run.
 //   instructions  Counted by callgrind for two numbers of calls; their difference is exact and repeatable.
 #pragma once
 
@@ -26,7 +25,7 @@ struct Row {
     std::string group;
     std::string name;
     std::vector<Contender> contenders;  // ours first
-    size_t bytes = 0;                   // read by each call, where a rate is of interest
+    size_t bytes = 0;                   // read by each call, if a rate is to be shown
     size_t calls_limit = 1 << 24;       // of one run
     bool is_counted = true;             // by instructions
 };
@@ -46,5 +45,5 @@ std::function<void(size_t)> Repeat(Call call) {
     };
 }
 
-// Ends the program when a contender's result is wrong.
+// Ends the program if a contender's result is wrong.
 void Check(bool is_right, const std::string& what);

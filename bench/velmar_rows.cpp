@@ -17,7 +17,7 @@ namespace {
 constexpr size_t kSize = 2048;
 alignas(64) char g_text[kSize];
 
-// A row for one text, whose format is given in both notations.
+// A row for one text, with its format in both notations.
 template <typename... Values>
 Row Format(const char* group, const char* name, const char* format, const char* braces, Values... values) {
     const auto ours = [=] { velmar::snprintf_s(g_text, kSize, kSize - 1, format, values...); };
@@ -47,7 +47,7 @@ Row Format(const char* group, const char* name, const char* format, const char* 
 
 constexpr char kOpen[] = "open -a \"/Applications/Pelluria.app\"";
 
-// The log line with nothing to look up in a format, and nothing checked.
+// The log line without a format to read, and without checks.
 void WriteByHand(int number, int year, int month, int day, int hour, int minute, int second, const char* file,
                  const char* function, const char* message) {
     const auto write = [](char* to, int value) { return std::to_chars(to, g_text + kSize, value).ptr; };
@@ -116,7 +116,7 @@ Row Pair(const char* group, size_t size, Ours ours, Plain plain) {
             {{"ours", Repeat(ours), prepare}, {"C library", Repeat(plain), prepare}}};
 }
 
-// The rivals of the text functions are functions as well, with the same limits; they check nothing else.
+// The rivals of the text functions, not inlined either, keep to the same limits; they check nothing else.
 [[gnu::noinline]] void CopyPlainly(char* to, size_t size, const char* from, size_t count) {
     const size_t length = strnlen(from, count < size ? count : size - 1);
     memcpy(to, from, length);

@@ -26,7 +26,7 @@ void Try(Input* input) {
     std::map<string, std::pair<int, bool>> faults;
     for (int i = 0; i < FAULTS; ++i) {
         const string call = kCalls[input->Below(std::size(kCalls))];
-        const auto n = static_cast<int>(input->Below(256));  // the call's number, 0 for none, and a bit
+        const auto n = static_cast<int>(input->Below(256));  // the call (0: none) and, lowest bit, for ever
         if (n > 1) faults[call] = {n / 2, n % 2 != 0};
     }
     const size_t choices = input->Below(256);
@@ -45,7 +45,7 @@ void Try(Input* input) {
                      {"ps aux", {}, owner},
                      {"stat", {}, choices & 4 ? finder : owner},
                      {"open", statuses}};
-    scene.onSecond = [] {  // or the wait would not end
+    scene.onSecond = [] {  // otherwise the wait might not end
         if (scene.slept >= 40) scene.answers[0].output = "Finder";
         if (scene.slept >= 400) scene.faults.clear();
     };

@@ -1,8 +1,8 @@
-// The formatter: random directives, held against the C library, and any format at all.
+// The formatter: random directives, compared with the C library, and any format at all.
 #include "fuzz.h"
 #include "tests/differential.h"
 
-// What does not fit a small buffer is the beginning of what fits a large one.
+// What a small buffer gets must be the beginning of what a large one gets.
 void Try(Input* input) {
     static const wchar_t kWide[] = L"A\x20AC";  // a string for any %s, and a number
     const bool hasValues = input->Below(2);

@@ -1,4 +1,4 @@
-// What the targets share: the input, what must be so, and the daemon's files.
+// What the targets share: the input, the checks, and the daemon's files.
 #pragma once
 
 #include <strings.h>
@@ -15,8 +15,7 @@ inline void Require(bool holds, const string& what) {
     if (!holds) fprintf(stderr, "wrong: %s\n", Shown(what).c_str()), abort();
 }
 
-// What the fuzzer gives. Each call takes something off its front; when it is used up, a zero or an empty
-// text.
+// The fuzzer's input. Each call takes something off its front; once it is used up, a zero or an empty text.
 struct Input {
     std::string_view left;
 
@@ -46,8 +45,8 @@ inline int Count(const string& text, const string& part) {
     return count;
 }
 
-// Makes a call that may leave nothing behind but the three bytes of the mark, where a "yes" was, and of each
-// mark that failed the open file and the command; and after a mark runs no setup.
+// Makes a call, which may change nothing in the setup file but the three bytes of the mark, where a "yes" was;
+// may leave only the open file and the command of each mark that failed; and must run no setup after a mark.
 inline void KeepsSetup(const std::function<void()>& call) {
     string before = Read(kSetupFile), left;
     const string happened = Happened(call), after = Read(kSetupFile), held = TakeHeld();

@@ -1,4 +1,4 @@
-// Tries one input; without libFuzzer, each file of the folder that is named.
+// Tries one input; without libFuzzer, each file of the given folder.
 #include <filesystem>
 #include <fstream>
 #include <sstream>

@@ -1,4 +1,4 @@
-// The memory and string functions, held against the model.
+// The memory and string functions, compared with the model.
 #include "fuzz.h"
 #include "tests/memory_model.h"
 

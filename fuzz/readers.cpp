@@ -5,7 +5,7 @@
 
 extern char g_linetext[1024];  // the line that the INI reader read last
 
-// What it is to make of the next line.
+// What the reader should make of the next line.
 static string NextLine(FILE* stream) {
     string line;
     while (!feof(stream)) {

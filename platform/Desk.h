@@ -12,7 +12,7 @@ constexpr size_t kMaxText = 4096;
 // Writes the path of `relative`; one that is too long becomes empty, which names no file.
 void PathOnDesk(char (&path)[kMaxPath], const char* relative);
 
-// Opens with `flags`, close-on-exec, creating a file with mode 0666 where they say so. -1 on failure.
+// Opens with `flags`, close-on-exec; with O_CREAT, a new file has mode 0666. -1 on failure.
 int OpenOnDesk(const char* relative, int flags);
 
 // Reads the first kMaxText - 1 bytes of a file, without one line feed at the end. False on failure.

@@ -1,4 +1,4 @@
-// Disks that come and go as folders of the desk, and their mounts, which are links in the folder of volumes.
+// Disks, which are folders of the desk, and their mounts, which are links in the folder of volumes.
 #include <DiskArbitration/DiskArbitration.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -152,7 +152,7 @@ void Unmount(const char* bsdName) {
     WalkMounts(bsdName, true);
 }
 
-// Notes "disk2 <what> <how>" as one line, whatever characters are in it.
+// Records "disk2 <what> <how>" as one line, whatever characters are in it.
 void NoteMount(const char* bsdName, const char* what, const char* how) {
     char line[2 * kMaxText];
     const int length = snprintf(line, sizeof line - 1, "%s %s %s", bsdName, what, how);
@@ -167,8 +167,7 @@ void NoteMount(const char* bsdName, const char* what, const char* how) {
     close(log);
 }
 
-// The name under which the disk is mounted, unless something else has it. As on a Mac, a slash is shown as a
-// colon.
+// The name under which the disk is mounted, unless it is taken. As on a Mac, a slash is shown as a colon.
 void VolumeName(DADiskRef disk, char (&name)[kMaxText]) {
     if (disk->label == nullptr ||
         CFStringGetCString(disk->label, name, sizeof name, kCFStringEncodingUTF8) == 0)
@@ -176,8 +175,8 @@ void VolumeName(DADiskRef disk, char (&name)[kMaxText]) {
     for (char* slash = name; (slash = strchr(slash, '/')) != nullptr;) *slash = ':';
 }
 
-// Links the first free one of "name", "name 1", "name 2", ...; that one is left in `name`. desk/mount-volume
-// does the same for volumes that are mounted without the daemon; change both.
+// Makes a link with the first free name of "name", "name 1", "name 2", ..., and stores that in `name`.
+// desk/mount-volume does the same for volumes that are mounted without the daemon; change both.
 bool LinkVolume(DADiskRef disk, char (&name)[kMaxText]) {
     const int folder = OpenOnDesk(kVolumes, O_RDONLY | O_DIRECTORY);
     if (folder < 0) return false;
@@ -279,7 +278,7 @@ bool Matches(DADiskRef disk, CFDictionaryRef match) {
 
 void DiskAppeared(const char* bsdName) {
     if (IsMounted(bsdName)) return;        // mounted before it was watched
-    if (!HasFolder(bsdName, ".")) return;  // gone again, while a callback was busy
+    if (!HasFolder(bsdName, ".")) return;  // it left while a callback was busy
     DADiskRef disk = CreateDisk(bsdName);
     if (disk == nullptr) return;
     for (PeekRequest* peek = g_peeks; peek != nullptr; peek = peek->next)

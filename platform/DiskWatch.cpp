@@ -19,8 +19,8 @@ namespace {
 // Locked for as long as disks are watched, so that others know whether a disk's arrival will be noticed.
 constexpr char kWatchLock[] = "desk/watched";
 
-// A disk as it was when it was last looked at. A move changes the time, which tells a disk that has been out
-// and in again from one that has stayed. So does any other change of its folder, which then counts as a move.
+// A disk as it was when it was last seen. A move changes the time, which distinguishes a disk that has left and
+// come back from one that has stayed. Any other change of its folder does so too, and counts as a move.
 struct KnownDisk {
     char bsdName[NAME_MAX + 1];
     ino_t folder;
@@ -109,8 +109,8 @@ bool DiscardEvents() {
     return isAny;
 }
 
-// Serves what has happened without an event. The folder is read until nothing happens meanwhile: what is
-// found then is newer than every event that was discarded, and older than every one that is still to come.
+// Reports what happened without an event. The folder is read until nothing happens in the meantime: what is
+// found then is newer than every discarded event, and older than every event that is still to come.
 void ReadDisksAnew() {
     KnownDisk* present = nullptr;
     do {

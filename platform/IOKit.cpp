@@ -15,7 +15,7 @@ namespace {
 constexpr char kPorts[] = "desk/ports";
 constexpr auto kIOReturnBadArgument = static_cast<kern_return_t>(0xE00002C2);
 
-// A service has a path or none; an iterator has names of ports still to come. Neither holds a descriptor.
+// A service has a path or none; an iterator has the names of the ports still to come. Neither holds a descriptor.
 struct RegistryObject {
     Object object;
     CFStringRef calloutPath;
@@ -46,7 +46,7 @@ void DestroyRegistryObject(void* memory) {
 io_object_t FindFreeSlot() {
     for (unsigned i = 0; i < g_objectCount; ++i)
         if (g_objects[i] == nullptr) return i + 1;
-    // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers are what it holds
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): it does hold pointers
     const size_t size = (g_objectCount + 1) * sizeof *g_objects;
     void* memory = realloc(g_objects, size);
     if (memory == nullptr) return 0;
@@ -101,7 +101,7 @@ CFMutableDictionaryRef IOServiceMatching(const char* className) {
 
 namespace {
 
-// Whether every entry of `matching` is one that the serial services have, the class among them.
+// Whether the serial services have every entry of `matching`, including the class.
 bool MatchesSerialServices(CFDictionaryRef matching) {
     CFTypeRef providerClass = CFDictionaryGetValue(matching, CFSTR(kIOProviderClassKey));
     CFTypeRef type = CFDictionaryGetValue(matching, CFSTR(kIOSerialBSDTypeKey));

@@ -7,7 +7,7 @@
 
 struct Object {
     long references;                // kImmortal: a constant, which is neither counted nor freed
-    void (*destroy)(void* object);  // gives up what the object holds and frees it
+    void (*destroy)(void* object);  // releases what the object holds and frees it
 };
 
 constexpr long kImmortal = -1;

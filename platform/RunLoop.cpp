@@ -1,4 +1,4 @@
-// The run loop of the process's only thread: it sleeps until a source is ready, and never otherwise wakes up.
+// The run loop of the process's only thread: it sleeps until a source is ready, and wakes up for nothing else.
 #include "RunLoop.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -21,8 +21,8 @@ __CFRunLoop g_runLoop;
 
 extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
 
-// The address sanitizer, where there is one, would report leaks at the end of the process, but the daemon has
-// no such end: it is killed. So they are looked for each time the run loop has nothing to do.
+// The address sanitizer, if built in, reports leaks when the process exits, but the daemon never does: it is
+// killed. So leaks are looked for each time the run loop has nothing to do.
 void ReportLeaks() {
     if (__lsan_do_recoverable_leak_check != nullptr) __lsan_do_recoverable_leak_check();
 }

@@ -1,4 +1,4 @@
-// How a stand-in gets its work done on the run loop.
+// How the stand-ins do their work on the run loop.
 #pragma once
 
 // `serve` is called from CFRunLoopRun whenever `descriptor` is readable, and must drain it. At most eight sources are kept.

@@ -27,7 +27,7 @@ extern "C" {
 
 extern const CFAllocatorRef kCFAllocatorDefault;
 
-// Gives up one reference; the last one frees the object. Crashes on null.
+// Releases one reference; releasing the last one frees the object. Crashes on null.
 void CFRelease(CFTypeRef object);
 
 // The constant string for a literal: never freed, one and the same object for equal literals.
@@ -78,7 +78,7 @@ extern const CFRunLoopMode kCFRunLoopDefaultMode;
 
 CFRunLoopRef CFRunLoopGetCurrent(void);
 
-// Serves what was scheduled on the run loop, for ever; returns at once when there is nothing.
+// Serves what was scheduled on the run loop, for ever; returns at once if nothing was.
 void CFRunLoopRun(void);
 
 }  // extern "C"

@@ -28,8 +28,8 @@ extern const CFStringRef kDADiskDescriptionVolumeNameKey;
 
 DASessionRef DASessionCreate(CFAllocatorRef allocator);
 
-// From now on disks are watched, and the session's callbacks run inside CFRunLoopRun. Disks that are there
-// already count as known.
+// From now on disks are watched, and the session's callbacks run inside CFRunLoopRun. Disks that are already
+// there count as known.
 void DASessionScheduleWithRunLoop(DASessionRef session, CFRunLoopRef runLoop, CFStringRef mode);
 
 // `callback` runs for each arriving disk that has everything that `match` names (null: each disk), in the
