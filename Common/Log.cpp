@@ -37,7 +37,7 @@ int32_t Sum(int32_t value, uint32_t more) {
 void ComposeLine(char* line, const char* file, const char* function, const char* message) {
     const time_t now = time(nullptr);
     tm local = {};
-    localtime_r(&now, &local);  // on failure, the line shows what it has left in `local`
+    localtime_r(&now, &local);  // on failure, the line shows whatever is in `local`
     velmar::snprintf_s(line, kLineSize, kLineSize - 1, "line %d===%d-%d-%d %d:%d:%d   %s:%s --- %s\n", iCnt,
                        Sum(local.tm_year, 1900), Sum(local.tm_mon, 1), local.tm_mday, local.tm_hour,
                        local.tm_min, local.tm_sec, file, function, message);

@@ -381,7 +381,7 @@ struct SetupRun {
     const char* volumes;  // the volumes folder with its '/'
     int64_t limit;        // the length that values must stay below
     int64_t setupOffset;  // of the SD_THIRD_SETUP value in the file
-    char* command;        // commandSize bytes of the heap, once there are commands
+    char* command;        // commandSize bytes, allocated before the first command
     size_t commandSize;
     char szKeyOrValue[kBufferSize];  // in turn: SD_THIRD_SETUP, the folder, the base name,
                                      // the volume's path, SD_RUN_THIRD_FILE_ONCE

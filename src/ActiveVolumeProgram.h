@@ -10,23 +10,23 @@
 // Returns the length that is left, or -1 for null. Logs an exit only for null and for an empty result.
 int64_t TrimKey(char* pKey);
 
-// Whether the name of `nKeyLen` characters found at `pPos` in the line `szTmp` stands, spaces aside, between
-// '[' and ']'. False for null or a negative length.
+// Whether the name of `nKeyLen` characters found at `pPos` in the line `szTmp` is between '[' and ']',
+// ignoring spaces. False for null or a negative length.
 bool IsPrimaryKey(const char* szTmp, const char* pPos, int64_t nKeyLen);
 
-// Looks, from where `pFile` stands, for the section header (bSection) or the key that `pKeyIOValue` (capacity
+// Looks, from the current position of `pFile`, for the section header (bSection) or the key that `pKeyIOValue` (capacity
 // `nSize` bytes) names; the name is trimmed in place. Lines are read in pieces of at most 1,023 characters.
-//   Section: returns the file offset, in bytes, of its line; the stream stands after that line.
+//   Section: returns the file offset, in bytes, of its line; the stream is left after that line.
 //   Key: returns the offset of the byte after its '='; `pKeyIOValue` holds the trimmed value (cut to nSize -
-//   1 characters), and the stream stands after the line. A line that holds '[' or ']' ends the search.
+//   1 characters), and the stream is left after the line. A line that contains '[' or ']' ends the search.
 //   Kept: the key is found anywhere before a '=', so "OLD_NAME=" and "NAME_OLD=" are lines of the key "NAME",
 //   too.
 // Returns -1 on failure. With a null or empty argument or a size below 1 nothing changes. Else the stream
 // stands at the end of the file, at the start of the bracketed line, or, when the value's length reaches the
 // limit *pLen, at the start of the key's line: then *pLen is the size needed (length plus 1) and
 // `pKeyIOValue` is empty; otherwise it holds the trimmed name. After a seek or a query of the offset that
-// failed, the stream stands wherever that left it. A null `pLen` means no limit. Logs, besides, the name
-// that it looks for.
+// failed, the stream is wherever that left it. A null `pLen` means no limit. Also logs the name that it looks
+// for.
 int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLen, bool bSection);
 
 // Whether `pKey` of `pSection` in the file has the value `pValue`, regardless of case. False on every failure,
@@ -34,7 +34,7 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
 bool IsKeyValueCaseEqual(const char* pFileName, const char* pSection, const char* pKey, const char* pValue);
 
 // Whether the directory pPrefix + pName (or pName, for a null or empty prefix) can be opened within
-// `testTime` seconds; tries every 2 seconds, and sleeps them after the last failure too. False at once for a
+// `testTime` seconds; tries every 2 seconds, and also sleeps after the last failure. False at once for a
 // `testTime` below 1, and for a null name, which logs only "param error". Logs each failed try as well.
 bool IsVolumeExist(const char* pName, const char* pPrefix, int32_t testTime);
 

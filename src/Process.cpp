@@ -95,7 +95,7 @@ bool RunShellCmd(const char* command, char* output, int size) {
 
     velmar::snprintf_s(cmdBuff, sizeof cmdBuff, sizeof cmdBuff - 1, "%s > %s", command, kCaptureFile);
     if (!RunShellProgram(cmdBuff, kCaptureTries)) {
-        // Kept: the capture file, which the shell made all the same, stays until the next call that succeeds.
+        // Kept: the capture file, which the shell creates anyway, stays until the next call that succeeds.
         Log(kSource, "RunShellCmd", "RunShellProgram cmdBuff 1 failed");
         return false;
     }

@@ -48,7 +48,7 @@ constexpr char kOpenQuoted[] = "open \"";  // the head of the setup's commands
 // pipe that the daemon opens must not land on a closed standard descriptor: its commands would
 // then write into the wrong place, or start without a standard output. While SIGCHLD is ignored,
 // `system` never learns how a command ended. SIGXFSZ would end the daemon where a limit on the
-// size of files should only cost it lines of its log; commands inherit that it is ignored.
+// size of files should only cost it lines of its log; commands inherit this setting.
 void PutProcessInOrder() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (fcntl(descriptor, F_GETFD) == -1) open(kNullDevice, O_RDWR);  // takes the lowest one that is free
@@ -228,8 +228,7 @@ bool OwnsConsole(pid_t pid) {
         return false;
     }
     ReadFirstLine(pipe, owner, "fgets pname failed!");
-    // Kept: unlike the first, a second pipe that cannot be
-    // opened ends nothing; the console's owner is then empty.
+    // Kept: if the second pipe cannot be opened, the check goes on, with an empty owner of the console.
     ReadFirstLine(popen(kConsoleOwnerQuery, "r"), consoleOwner, "fgets active failed!");
 
     if (strcmp(consoleOwner, owner) != 0) {

@@ -230,7 +230,7 @@ uint64_t fetch_integer(uint32_t flags, argument_list* arguments) {
     }
     if ((flags & (FLAG_PTRDIFF | FLAG_SIZE | FLAG_INTMAX)) != 0)
         return static_cast<uint64_t>(next_argument<int64_t>(arguments));
-    return static_cast<uint64_t>(next_argument<int>(arguments));  // convert_integer cuts its high half off
+    return static_cast<uint64_t>(next_argument<int>(arguments));  // convert_integer drops its high half
 }
 
 void convert_integer(format_spec* spec, char conversion, argument_list* arguments, text_buffer& buffer) {
@@ -469,7 +469,7 @@ size_t literal_length(const char* text) {
 // far away, and stops at anything else: another directive, a flag, the last bytes of the buffer, a format
 // that came without values. The engine takes over there, and hands back after each directive or run of text.
 //
-// The lanes cannot differ: both copy text as it is; "%s" and "%d" without flags,
+// Both lanes produce the same text: they copy text as it is; "%s" and "%d" without flags,
 // width and precision are the value's plain text, which needs neither padding nor a
 // prefix; and where the buffer runs out, put_plain fills it to the last byte, which
 // makes the engine find it exhausted, as if it had written those bytes itself.
