@@ -10,6 +10,12 @@
     [[maybe_unused]] static Result (*const real_##name)(__VA_ARGS__) = &name; \
     extern "C" Result fake_##name(__VA_ARGS__)
 
+// The fake of a call that is nothing but an expression.
+#define PLAIN_FAKE(Result, name, parameters, ...) \
+    extern "C" Result fake_##name parameters {    \
+        return __VA_ARGS__;                       \
+    }
+
 namespace fakes {
 
 inline const string kLog = "/usr/local/DatacardService/Zerbin.log";

@@ -84,21 +84,13 @@ FAKE(CFMutableDictionaryRef, CFDictionaryCreateMutable, CFAllocatorRef by, CFInd
     return dictionary;
 }
 
-FAKE(void, CFRunLoopRun, void) {
-    Note("* CFRunLoopRun");
-    scene.onRunLoop();
-}
+PLAIN_FAKE(void, CFRunLoopRun, (), Note("* CFRunLoopRun"), scene.onRunLoop())
 
 // ---- DiskArbitration
 
-FAKE(DASessionRef, DASessionCreate, CFAllocatorRef by) {
-    Note("* DASessionCreate", by);
-    return g_session;
-}
-
-FAKE(void, DASessionScheduleWithRunLoop, DASessionRef session, CFRunLoopRef loop, CFStringRef mode) {
-    Note("* DASessionScheduleWithRunLoop", session, loop, mode);
-}
+PLAIN_FAKE(DASessionRef, DASessionCreate, (CFAllocatorRef by), Note("* DASessionCreate", by), g_session)
+PLAIN_FAKE(void, DASessionScheduleWithRunLoop, (DASessionRef session, CFRunLoopRef loop, CFStringRef mode),
+           Note("* DASessionScheduleWithRunLoop", session, loop, mode))
 
 FAKE(void, DARegisterDiskPeekCallback, DASessionRef session, CFDictionaryRef match, CFIndex order,
      DADiskPeekCallback callback, void* context) {
@@ -107,10 +99,8 @@ FAKE(void, DARegisterDiskPeekCallback, DASessionRef session, CFDictionaryRef mat
     g_peek = callback;
 }
 
-FAKE(DAReturn, DADiskSetOptions, DADiskRef disk, DADiskOptions options, Boolean value) {
-    Note("* DADiskSetOptions", disk, options, value);
-    return Fails("DADiskSetOptions") ? -1 : kDAReturnSuccess;
-}
+PLAIN_FAKE(DAReturn, DADiskSetOptions, (DADiskRef disk, DADiskOptions options, Boolean value),
+           Note("* DADiskSetOptions", disk, options, value), Fails("DADiskSetOptions") ? -1 : 0)
 
 FAKE(void, DADiskMountWithArguments, DADiskRef disk, CFURLRef path, DADiskMountOptions options,
      DADiskMountCallback callback, void* context, CFStringRef arguments[]) {
@@ -152,7 +142,6 @@ FAKE(CFTypeRef, IORegistryEntryCreateCFProperty, io_registry_entry_t service, CF
     return path != nullptr ? Hold(NewString(path), string("property ") + path) : nullptr;
 }
 
-FAKE(kern_return_t, IOObjectRelease, io_object_t object) {
-    Note("* IOObjectRelease", object == kIterator ? "iterator" : to_string(object));
-    return Fails("IOObjectRelease") ? -1 : 0;
-}
+PLAIN_FAKE(kern_return_t, IOObjectRelease, (io_object_t object),
+           Note("* IOObjectRelease", object == kIterator ? "iterator" : to_string(object)),
+           Fails("IOObjectRelease") ? -1 : 0)

@@ -20,8 +20,6 @@ using std::to_string;
 
 namespace {
 
-constexpr int kPid = 4711;
-
 // Counts a call on a stream, as Fails does, unless the stream is the log and the scene does not count it.
 bool FailsOn(FILE* stream, const string& call) {
     const auto held = g_held.find(stream);
@@ -30,24 +28,18 @@ bool FailsOn(FILE* stream, const string& call) {
 }
 
 // The path with one '/' for several, since systems differ in the length of a path that they take.
-string Short(string path) {
-    for (size_t at; (at = path.find("//")) != string::npos;)
-        path.erase(at, path.find_first_not_of('/', at) - at - 1);
-    return path;
+string Short(const string& path) {
+    return std::filesystem::path(path).lexically_normal();
 }
 
-// Notes what the command would inherit.
-void NoteInherited() {
+// Notes what the command would inherit, and does what the scene says. The answer's one status is that of this
+// time.
+Answer Run(const string& command) {
+    const KeepError keep;
     for (const auto& [held, name] : g_held)
         if (name.rfind("stream ", 0) == 0 &&
             (fcntl(fileno(static_cast<FILE*>(const_cast<void*>(held))), F_GETFD) & FD_CLOEXEC) == 0)
             Note("* the command inherits", name);
-}
-
-// Does what the scene says. The answer's one status is that of this time.
-Answer Run(const string& command) {
-    const KeepError keep;
-    NoteInherited();
     Answer answer = {"", {0}};
     for (Answer& known : scene.answers) {
         if (command.find(known.part) == string::npos) continue;
@@ -69,10 +61,7 @@ FAKE(void*, malloc, size_t size) {
     return Fails("malloc") ? nullptr : Hold(malloc(size), "block of " + to_string(size));
 }
 
-FAKE(void, free, void* block) {
-    g_held.erase(block);
-    free(block);
-}
+PLAIN_FAKE(void, free, (void* block), g_held.erase(block), free(block))
 
 // ---- Files
 
@@ -93,26 +82,16 @@ FAKE(int, fclose, FILE* stream) {
     return fails ? EOF : Done(result);
 }
 
-FAKE(char*, fgets, char* text, int size, FILE* stream) {
-    // Not all systems stay at the end of a file that has grown.
-    return FailsOn(stream, "fgets") || feof(stream) != 0 ? nullptr : Done(fgets(text, size, stream));
-}
-
-FAKE(size_t, fread, void* to, size_t size, size_t count, FILE* stream) {
-    return FailsOn(stream, "fread") ? 0 : Done(fread(to, size, count, stream));
-}
-
-FAKE(int, fseek, FILE* stream, long offset, int from) {
-    return FailsOn(stream, "fseek") ? -1 : Done(fseek(stream, offset, from));
-}
-
-FAKE(long, ftell, FILE* stream) {
-    return FailsOn(stream, "ftell") ? -1 : Done(ftell(stream));
-}
-
-FAKE(int, fputc, int character, FILE* stream) {
-    return FailsOn(stream, "fputc") ? EOF : Done(fputc(character, stream));
-}
+// Not all systems stay at the end of a file that has grown.
+PLAIN_FAKE(char*, fgets, (char* text, int size, FILE* stream),
+           FailsOn(stream, "fgets") || feof(stream) != 0 ? nullptr : Done(fgets(text, size, stream)))
+PLAIN_FAKE(size_t, fread, (void* to, size_t size, size_t count, FILE* stream),
+           FailsOn(stream, "fread") ? 0 : Done(fread(to, size, count, stream)))
+PLAIN_FAKE(int, fseek, (FILE * stream, long offset, int from),
+           FailsOn(stream, "fseek") ? -1 : Done(fseek(stream, offset, from)))
+PLAIN_FAKE(long, ftell, (FILE * stream), FailsOn(stream, "ftell") ? -1 : Done(ftell(stream)))
+PLAIN_FAKE(int, fputc, (int character, FILE* stream),
+           FailsOn(stream, "fputc") ? EOF : Done(fputc(character, stream)))
 
 FAKE(int, fputs, const char* text, FILE* stream) {
     if (FailsOn(stream, "fputs")) return EOF;
@@ -131,10 +110,7 @@ FAKE(DIR*, opendir, const char* path) {
     return Hold(folder, string("folder ") + path);
 }
 
-FAKE(int, closedir, DIR* folder) {
-    g_held.erase(folder);
-    return Done(closedir(folder));
-}
+PLAIN_FAKE(int, closedir, (DIR * folder), g_held.erase(folder), Done(closedir(folder)))
 
 // ---- Descriptors and signals
 
@@ -157,13 +133,9 @@ FAKE(int, open, const char* path, int flags, ...) {
 
 using Handler = void (*)(int);
 FAKE(Handler, signal, int number, Handler handler) {
-    Note("* signal",
-         number == SIGCHLD   ? "SIGCHLD"
-         : number == SIGXFSZ ? "SIGXFSZ"
-                             : "other",
-         handler == SIG_DFL   ? "default"
-         : handler == SIG_IGN ? "ignored"
-                              : "handled");
+    const char* const name = number == SIGCHLD ? "SIGCHLD" : number == SIGXFSZ ? "SIGXFSZ" : "other";
+    const char* const what = handler == SIG_DFL ? "default" : handler == SIG_IGN ? "ignored" : "handled";
+    Note("* signal", name, what);
     return Done(SIG_DFL);
 }
 
@@ -179,10 +151,7 @@ FAKE(FILE*, popen, const char* command, const char* mode) {
     return Done(Hold(pipe, string("pipe ") + command));
 }
 
-FAKE(int, pclose, FILE* pipe) {
-    Drop(pipe, "pclose");
-    return Done(fclose(pipe));
-}
+PLAIN_FAKE(int, pclose, (FILE * pipe), Drop(pipe, "pclose"), Done(fclose(pipe)))
 
 // A command that runs leaves the error number alone.
 FAKE(int, system, const char* command) {
@@ -201,9 +170,7 @@ FAKE(unsigned, sleep, unsigned seconds) {
     return Done(0u);
 }
 
-FAKE(pid_t, getpid, void) {
-    return Fails("getpid") ? 0 : kPid;
-}
+PLAIN_FAKE(pid_t, getpid, (), Fails("getpid") ? 0 : 4711)
 
 // ---- Time and texts
 
@@ -212,9 +179,7 @@ FAKE(time_t, time, time_t* now) {
     return Done(scene.now);
 }
 
-FAKE(tm*, localtime_r, const time_t* now, tm* local) {
-    return Done(scene.localTime(now, local));
-}
+PLAIN_FAKE(tm*, localtime_r, (const time_t* now, tm* local), Done(scene.localTime(now, local)))
 
 // As on a Mac, it may change the error number, and the next call changes its text.
 FAKE(char*, strerror, int error) {
