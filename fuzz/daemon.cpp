@@ -1,28 +1,12 @@
-// The daemon's whole life, with any configuration, setup file, port and answers of the shell.
+// The daemon's whole life, with any configuration, setup file, port and answers of the shell; in the target
+// "faults" up to three kinds of calls fail, each once or for ever.
 #include "fuzz.h"
 
-#ifndef FAULTS
-#define FAULTS 0
-#endif
-
-int ZerbinMain();  // the daemon's main
-
 void Try(Input* input) {
-    static const char* const kCalls[] = {"malloc",
-                                         "fopen",
-                                         "fclose",
-                                         "fgets",
-                                         "fread",
-                                         "fseek",
-                                         "ftell",
-                                         "fputs",
-                                         "fputc",
-                                         "opendir",
-                                         "popen",
-                                         "system",
-                                         "CFStringGetCString",
-                                         "DADiskSetOptions",
-                                         "IOServiceGetMatchingServices"};
+    static const char* const kCalls[] = {// clang-format off
+        "malloc", "fopen", "fclose", "fgets", "fread", "fseek", "ftell", "fputs", "fputc", "opendir", "popen",
+        "system", "CFStringGetCString", "DADiskSetOptions", "IOServiceGetMatchingServices"};
+    // clang-format on
     std::map<string, std::pair<int, bool>> faults;
     for (int i = 0; i < FAULTS; ++i) {
         const string call = kCalls[input->Below(std::size(kCalls))];
@@ -37,7 +21,7 @@ void Try(Input* input) {
     const string configuration = input->Text(), port = input->Text().c_str();
     const string owner = input->Text(), finder = input->Text();
     Prepare(input->left);
-    Write("/Library/StartupItems/TovrikZerbin/config", configuration);
+    Write(kConfig, configuration);
     scene.faults = faults;
     if (choices & 1) scene.ports = {nullptr, port.c_str(), "/dev/cu.TOVRIKMobile-Pcui"};
     scene.refuseMount = choices & 2;

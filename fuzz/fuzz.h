@@ -9,8 +9,6 @@
 
 using namespace fakes;
 
-const char kSetupFile[] = "/Applications/Pelluria.app/Contents/Resources/SysConfig.dat";
-
 inline void Require(bool holds, const string& what) {
     if (!holds) fprintf(stderr, "wrong: %s\n", Shown(what).c_str()), abort();
 }
@@ -35,24 +33,18 @@ void Try(Input* input);  // each target has its own
 // Makes a fresh machine with some volumes and this setup file.
 inline void Prepare(std::string_view setup) {
     MakeMachine();
-    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
-    Write(kSetupFile, string(setup));
-}
-
-inline int Count(const string& text, const string& part) {
-    int count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != string::npos; ++at) ++count;
-    return count;
+    MakeVolumes();
+    Write(kSetup, string(setup));
 }
 
 // Makes a call, which may change nothing in the setup file but the three bytes of the mark, where a "yes" was;
 // may leave only the open file and the command of each mark that failed; and must run no setup after a mark.
 inline void KeepsSetup(const std::function<void()>& call) {
-    string before = Read(kSetupFile), left;
-    const string happened = Happened(call), after = Read(kSetupFile), held = TakeHeld();
+    string before = Read(kSetup), left;
+    const string happened = Happened(call), after = Read(kSetup), held = TakeHeld();
     const string head = "\nActiveVolumeProgram:RunSDProgram --- ";
     const int failed = Count(happened, head + "fseek error.") + Count(happened, head + "fputc error.");
-    for (int i = 0; i < failed; ++i) left = "block of 2054\n" + left + "stream " + kSetupFile + "\n";
+    for (int i = 0; i < failed; ++i) left = "block of 2054\n" + left + "stream " + kSetup + "\n";
     Require(held == left, held);
     const size_t marked = happened.find(head + "Have change value");
     Require(marked == string::npos || happened.find("\n* system open \"", marked) == string::npos, happened);

@@ -1,7 +1,5 @@
 // Tries one input; without libFuzzer, each file of the given folder.
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "fuzz.h"
 
@@ -14,9 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 #ifdef REPLAY
 int main(int, char** arguments) {
     for (const auto& entry : std::filesystem::directory_iterator(arguments[1])) {
-        std::ostringstream data;
-        data << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-        const string text = data.str();
+        const string text = Content(entry.path().string());
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(text.data()), text.size());
     }
 }

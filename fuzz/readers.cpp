@@ -19,7 +19,7 @@ static string NextLine(FILE* stream) {
 
 void Try(Input* input) {
     const size_t choices = input->Below(256);
-    const string section = input->Text().c_str(), key = input->Text().c_str(), path = Path(kSetupFile);
+    const string section = input->Text().c_str(), key = input->Text().c_str(), path = Path(kSetup);
     Prepare(input->left);
     FILE *ours = fopen(path.c_str(), "rb"), *model = fopen(path.c_str(), "rb");
     while (!feof(ours)) {

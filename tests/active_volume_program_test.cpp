@@ -274,7 +274,7 @@ TEST_F(SetupTest, RunSDProgram) {
 }
 
 TEST_F(SetupTest, MarksBeyond32Bits) {
-    for (const char* volume : {"Pelluria", "Third Party Setup"}) MakeFolder("/Volumes/"s + volume);
+    MakeVolumes();
     string marked = Section();
     marked.replace(marked.find("Yes"), 3, "No\0"s);
     for (const long long start : {1LL << 31, 1LL << 32}) {
@@ -284,10 +284,9 @@ TEST_F(SetupTest, MarksBeyond32Bits) {
         scene.start = start;
         EXPECT_TRUE(RunSDProgram(Path(kFile).c_str(), "open \"", kPrefix));
         std::ifstream file(Path(kFile), std::ios::binary);
-        file.seekg(start);
-        std::ostringstream after;
-        after << file.rdbuf();
-        EXPECT_EQ(Shown(after.str()), Shown(marked));
+        string after(marked.size(), '\0');
+        file.seekg(start).read(after.data(), static_cast<std::streamsize>(after.size()));
+        EXPECT_EQ(Shown(after), Shown(marked));
     }
     Remove(kFile);
 }

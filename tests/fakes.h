@@ -13,9 +13,14 @@
 #include <utility>
 #include <vector>
 
+int ZerbinMain();  // the daemon's main
+
 namespace fakes {
 
 using std::string;
+
+const char kConfig[] = "/Library/StartupItems/TovrikZerbin/config";
+const char kSetup[] = "/Applications/Pelluria.app/Contents/Resources/SysConfig.dat";
 
 // What a command that contains `part` does, run or read through a pipe: its raw wait statuses one after the
 // other (the last for ever; none: 0), what it prints, and the error number it leaves (0: none). Any other
@@ -61,16 +66,21 @@ string TakeHeld();
 // A disk with the modem's label arrives and is mounted, or refused. To be called from onRunLoop.
 void Arrive();
 
-string Path(const string& path);  // below the root, which is relative, as is every path from here on
+string Content(const string& path);  // of a file
+string Path(const string& path);     // below the root, which is relative, as is every path from here on
 void Write(const string& path, const string& content);
 string Read(const string& path);
 void MakeFolder(const string& path);
 void Remove(const string& path);
 void MakeMachine();  // the daemon's folders, in the folder one is in, no log, and a fresh scene
+void MakeVolumes();  // the modem's and the disk image's
+string SetupFile(const string& path = "Pelluria", const string& name = "ThirdPartySetup.dmg");
+std::vector<Answer> Session();  // of a user who runs the daemon, and a Finder
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
-string Quoted(const char* text);            // 'text', or null
+string Quoted(const char* text);  // 'text', or null
+int Count(const string& text, const string& part);
 string WithoutNumbers(const string& line);  // with a # for each number
 
 using Result = std::ostream&;

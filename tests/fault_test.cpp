@@ -6,43 +6,26 @@
 
 using namespace fakes;
 
-int ZerbinMain();  // the daemon's main
-
 namespace {
 
-const char kFile[] = "/Applications/Pelluria.app/Contents/Resources/SysConfig.dat";
-
-string SetupFile(const string& path, const string& name) {
-    return "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=" + path +
-           "\nSD_THIRD_FILE_NAME=" + name + "\nSD_RUN_THIRD_FILE_ONCE=Yes\n";
-}
-const string kPending = SetupFile("Pelluria", "ThirdPartySetup.dmg");
+const string kPending = SetupFile();
 const string kMarked = string(kPending).replace(kPending.find("Yes"), 3, "No", 3);
 
 void Prepare(const string& volume, const string& setup) {
     Remove("/usr/local/DatacardService/Zerbin.log");
-    Write("/Library/StartupItems/TovrikZerbin/config",
-          "[Volumes]\nname=" + volume + "\npath1=" + volume + "\ndisable_cdrom=no\n");
-    Write(kFile, setup);
+    Write(kConfig, "[Volumes]\nname=" + volume + "\npath1=" + volume + "\ndisable_cdrom=no\n");
+    Write(kSetup, setup);
     scene = Scene();
-    scene.answers = {{"ps aux", {}, "mika\n"}, {"stat", {}, "mika\n"}, {"Finder", {}, "Finder.app\n"}};
+    scene.answers = Session();
     scene.onRunLoop = Arrive;
 }
 
 // What happens in each is what its name says.
-const char* const kScenarios[] = {"start",
-                                  "arrival, set up before",
-                                  "arrival",
-                                  "refused arrival",
-                                  "arrival, arrival",
-                                  "start with the modem",
-                                  "start, the log fails too"};
-
-int Count(const string& text, const string& part) {
-    int count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != string::npos; ++at) ++count;
-    return count;
-}
+// clang-format off
+const char* const kScenarios[] = {
+    "start", "arrival, set up before", "arrival", "refused arrival", "arrival, arrival", "start with the modem",
+    "start, the log fails too"};
+// clang-format on
 
 struct Life {
     string log, served;  // served: what one more arrival brings, when all is well again
@@ -62,8 +45,8 @@ Life Live(const string& scenario, const string& call = "", int n = 0, bool isFor
     scene.onRunLoop = [&] {
         for (int i = 0; i < Count(scenario, "arrival"); ++i) Arrive();
         life.calls = scene.calls;
-        life.wasMarked = Read(kFile) == kMarked;
-        EXPECT_TRUE(life.wasMarked || Read(kFile) == kPending) << Shown(Read(kFile));
+        life.wasMarked = Read(kSetup) == kMarked;
+        EXPECT_TRUE(life.wasMarked || Read(kSetup) == kPending) << Shown(Read(kSetup));
         scene.faults.clear();
         Log("/fault", "test", "over");
         Arrive();
@@ -72,9 +55,9 @@ Life Live(const string& scenario, const string& call = "", int n = 0, bool isFor
     life.log = Happened([] { ZerbinMain(); });
     life.served = life.log.substr(life.log.find("fault:test"));
     life.log.resize(life.log.size() - life.served.size());
-    EXPECT_EQ(Shown(Read(kFile)), Shown(kMarked));
+    EXPECT_EQ(Shown(Read(kSetup)), Shown(kMarked));
     const string held = TakeHeld();  // what a mark that fails leaves is left as is
-    EXPECT_TRUE(held.empty() || (call[0] == 'f' && Count(held, kFile) && Count(held, "block of 2054")))
+    EXPECT_TRUE(held.empty() || (call[0] == 'f' && Count(held, kSetup) && Count(held, "block of 2054")))
         << held;
     return life;
 }
@@ -83,7 +66,7 @@ using FaultTest = DaemonTest;
 
 // What is served afterwards is as if nothing had happened; what is told of it, by call, is the record.
 TEST_F(FaultTest, EveryCallFailsOnceAndForEver) {
-    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
+    MakeVolumes();
     const string served[] = {Live(kScenarios[0]).served, Live(kScenarios[1]).served};
     std::map<string, std::map<string, string>> told;  // by call, of lines that differ in numbers only one
     int faults = 0;

@@ -17,20 +17,17 @@ std::map<const void*, string> g_held;
 
 namespace {
 
-string Content(const string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-string WithoutRoot(string text) {
-    for (size_t at; (at = text.find(ZERBIN_ROOT)) != string::npos;) text.erase(at, sizeof ZERBIN_ROOT - 1);
+string Replaced(string text, const string& part, const string& by) {
+    for (size_t at; (at = text.find(part)) != string::npos;) text.replace(at, part.size(), by);
     return text;
 }
 
-string OneLine(string text) {
-    for (size_t at; (at = text.find('\n')) != string::npos;) text.replace(at, 1, "\\n");
-    return text;
+string WithoutRoot(const string& text) {
+    return Replaced(text, ZERBIN_ROOT, "");
+}
+
+string OneLine(const string& text) {
+    return Replaced(text, "\n", "\\n");
 }
 
 // The lines; of groups that are repeated, with other numbers perhaps, only the first and the last.
@@ -106,6 +103,12 @@ string TakeHeld() {
     return std::accumulate(held.begin(), held.end(), string());
 }
 
+string Content(const string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
 string Path(const string& path) {
     return ZERBIN_ROOT + path;
 }
@@ -150,6 +153,25 @@ string WithoutNumbers(const string& line) {
 
 string Quoted(const char* text) {
     return text != nullptr ? "'" + string(text) + "'" : "null";
+}
+
+int Count(const string& text, const string& part) {
+    int count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != string::npos; ++at) ++count;
+    return count;
+}
+
+void MakeVolumes() {
+    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
+}
+
+string SetupFile(const string& path, const string& name) {
+    return "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=" + path +
+           "\nSD_THIRD_FILE_NAME=" + name + "\nSD_RUN_THIRD_FILE_ONCE=Yes\n";
+}
+
+std::vector<Answer> Session() {
+    return {{"ps aux", {}, "mika\n"}, {"stat", {}, "mika\n"}, {"Finder", {}, "312 ?? 0:00.31 Finder.app\n"}};
 }
 
 void MakeMachine() {

@@ -5,14 +5,11 @@
 
 using namespace fakes;
 
-int ZerbinMain();  // the daemon's main
-
 namespace {
 
 const char kPort[] = "/dev/cu.TOVRIKMobile-Pcui1";
-const char kConfig[] = "/Library/StartupItems/TovrikZerbin/config";
-const Answer kFinder = {"Finder", {0}, "312 ?? 0:00.31 Finder.app\n"};
-const std::vector<Answer> kSession = {{"ps aux", {}, "mika\n"}, {"stat", {}, "mika\n"}, kFinder};
+const std::vector<Answer> kSession = Session();
+const Answer kFinder = kSession[2];
 
 void Configure(const string& volumes) {
     Write(kConfig, "[Volumes]\n" + volumes);
@@ -25,11 +22,6 @@ protected:
         Configure("disable_cdrom=true\npath1=/Applications/Pelluria.app\n");
         gMountArgs[0] = nullptr;
         scene.answers = kSession;
-    }
-    static void WithSetup() {
-        Write("/Applications/Pelluria.app/Contents/Resources/SysConfig.dat",
-              "[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n"
-              "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg\nSD_RUN_THIRD_FILE_ONCE=Yes\n");
     }
     // The whole run of the daemon, until its run loop ends.
     void Start(const string& title, const std::vector<string>& parts) {
@@ -80,8 +72,8 @@ TEST_F(ZerbinTest, FindCommPort) {
 }
 
 TEST_F(ZerbinTest, StartsWithoutModemAndServesArrivals) {
-    WithSetup();
-    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
+    Write(kSetup, SetupFile());
+    MakeVolumes();
     scene.onRunLoop = Arrive;
     Start("everything that happens", kEverything);
     scene.answers = kSession;
@@ -92,7 +84,7 @@ TEST_F(ZerbinTest, StartsWithoutModemAndServesArrivals) {
 }
 
 TEST_F(ZerbinTest, ServesAModemThatWasThere) {
-    WithSetup();
+    Write(kSetup, SetupFile());
     scene.onSecond = [] {
         if (scene.slept == 2) scene.ports = {kPort};
         if (scene.slept == 5) MakeFolder("/Volumes/Pelluria");
@@ -166,8 +158,8 @@ TEST_F(ZerbinTest, LaunchesWhatTheConfigurationNames) {
     scene.answers = kSession;
     scene.answers.push_back({"open -a", {256}});
     Mounted("the launch fails", {"DiskMount", "system open"});
-    for (const char* volume : {"/Volumes/Pelluria", "/Volumes/Third Party Setup"}) MakeFolder(volume);
-    WithSetup();
+    Write(kSetup, SetupFile());
+    MakeVolumes();
     Case("with a setup", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
     Case("without", {"Approval"}, [](Result result) { result << DiskMountApproval(); });
 }
