@@ -19,15 +19,12 @@ using SetupTest = DaemonTest;
 // ---- The scanner
 
 TEST_F(ScannerTest, TrimKey) {
-    for (auto [text, trimmed] : {std::pair{"[SD_THIRDPARTY_SETUP]"s, "SD_THIRDPARTY_SETUP"s},
-                                 {" \r\n[ a [b] c ]\r\n ", "a [b] c"},
-                                 {"\ta\t", "\ta\t"},
-                                 {"a", "a"},
-                                 {"", ""},
-                                 {" [] \r\n", ""}}) {
-        EXPECT_EQ(TrimKey(text.data()), static_cast<int64_t>(trimmed.size()));
-        EXPECT_STREQ(text.c_str(), trimmed.c_str());
-    }
+    Case("the trimmed text and its length", kNothing, [](Result result) {
+        for (string text : {"[SD_THIRDPARTY_SETUP]", " \r\n[ a [b] c ]\r\n ", "\ta\t", "a", "", " [] \r\n"}) {
+            const int64_t length = TrimKey(text.data());
+            result << Quoted(text.c_str()) << " " << length << "\n";
+        }
+    });
     Case("null", kEverything, [](Result result) { result << TrimKey(nullptr); });
 }
 
@@ -98,15 +95,13 @@ TEST_F(ScannerTest, IsKeyValueCaseEqual) {
     const auto isTrue = [file = kPath.c_str()](const string& section, const string& key) {
         return IsKeyValueCaseEqual(file, section.c_str(), key.c_str(), "tRue");
     };
-    for (const auto& [content, expected] : {std::pair{"", false},
-                                            {"[V]\n[W]\nk=true\n", false},
-                                            {"[V]\nk=\n", false},
-                                            {"[V]\nk=true\t\n", false},
-                                            {"[V]\nk= true \r\n", true},
-                                            {"[V]\nk=TRUE\n", true}}) {
-        Write("/f", content);
-        EXPECT_EQ(isTrue("V", "k"), expected) << content;
-    }
+    Case("V.k is true", kNothing, [&](Result result) {
+        for (const char* content : {"", "[V]\n[W]\nk=true\n", "[V]\nk=\n", "[V]\nk=true\t\n",
+                                    "[V]\nk= true \r\n", "[V]\nk=TRUE\n"}) {
+            Write("/f", content);
+            result << OneLine(content) << ": " << isTrue("V", "k") << "\n";
+        }
+    });
     EXPECT_TRUE(isTrue("[V]", "k"));
     for (const string& name : {kLong, kLongest}) EXPECT_FALSE(isTrue(name, "k") || isTrue("V", name));
     Case("long section", [&](Result result) { result << isTrue(kLong, "k"); });
@@ -157,31 +152,29 @@ TEST_F(VolumeTest, GetTempVolumeName) {
                                "Setup2 Go", "My App", "Driver. Setup", "\xC3\x84 A", "Setup", "a"})
         MakeFolder("/Volumes/"s + volume);
     for (int number = 1; number <= 10; ++number) MakeFolder("/Volumes/a " + std::to_string(number));
-    const auto choose = [](const string& image, int32_t size = 1024, int64_t limit = 1000,
+    const auto choose = [](Result result, const string& image, int32_t size = 1024, int64_t limit = 1000,
                            const char* prefix = kPrefix) {
         char name[1024] = {};
         image.copy(name, sizeof name);
-        std::ostringstream result;
-        result << GetTempVolumeName(name, size, &limit, prefix, 2) << " '" << name << "' limit " << limit;
-        return result.str();
+        result << GetTempVolumeName(name, size, &limit, prefix, 2) << " '" << name << "' limit " << limit
+               << "\n";
     };
-    for (const auto& [image, volume] : {std::pair{"ThirdPartySetup", "Third Party Setup 1"},
-                                        {"ABZ", "A B Z"},
-                                        {"Setup2Go", "Setup2 Go"},
-                                        {"My App", "My App"},
-                                        {"Driver.Setup", "Driver. Setup"},
-                                        {"\xC3\x84\x41", "\xC3\x84 A"},
-                                        {"a", "a 10"}})
-        EXPECT_EQ(choose(image), "1 '" + kFolder + volume + "' limit 1000");
-    EXPECT_EQ(choose(".", 1024, 1000, ""), "1 '.' limit 1000");
-    EXPECT_EQ(choose(".", 1024, 1000, nullptr), "1 '.' limit 1000");
-    EXPECT_EQ(choose("Setup", 20), "1 '" + kFolder + "S' limit 1000");
-    EXPECT_EQ(choose("Setup", 0), "1 'Setup' limit 1000");
-    EXPECT_EQ(choose("Setup", 1024, 24), "1 '" + kFolder + "Setup' limit 24");
-    EXPECT_EQ(choose("Setup", 1024, -1), "0 'Setup' limit 24");
-    Case("a long path", [&](Result result) { result << choose("Setup", 1024, 23); });
-    Case("no volume", [&](Result result) { result << choose("none"); });
-    Case("empty", kEverything, [&](Result result) { result << choose("") << ", size 0: " << choose("", 0); });
+    Case("the volume of each image", kNothing, [&](Result result) {
+        for (const char* image :
+             {"ThirdPartySetup", "ABZ", "Setup2Go", "My App", "Driver.Setup", "\xC3\x84\x41", "a"})
+            choose(result, image);
+    });
+    Case("without a prefix", kNothing, [&](Result result) {
+        for (const char* prefix : {"", static_cast<const char*>(nullptr)})
+            choose(result, ".", 1024, 1000, prefix);
+    });
+    Case("sizes 20 and 0; limits 24 and -1", kNothing, [&](Result result) {
+        for (const int32_t size : {20, 0}) choose(result, "Setup", size);
+        for (const int64_t limit : {24, -1}) choose(result, "Setup", 1024, limit);
+    });
+    Case("a long path", [&](Result result) { choose(result, "Setup", 1024, 23); });
+    Case("no volume", [&](Result result) { choose(result, "none"); });
+    Case("empty; size 0", kEverything, [&](Result result) { choose(result, ""), choose(result, "", 0); });
     Case("null", kEverything, [](Result result) {
         char name[] = "Setup";
         int64_t limit = 1000;

@@ -79,7 +79,8 @@ std::vector<Answer> Session();  // of a user who runs the daemon, and a Finder
 
 // The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
-string Quoted(const char* text);  // 'text', or null
+string Quoted(const char* text);     // 'text', or null
+string OneLine(const string& text);  // with \\n for each line end
 int Count(const string& text, const string& part);
 string WithoutNumbers(const string& line);  // with a # for each number
 
@@ -98,7 +99,7 @@ protected:
     void Case(const string& title, const std::function<void(Result)>& call) { Case(title, {}, call); }
     void Case(const string& title, const std::vector<string>& parts, const std::function<void(Result)>& call);
 
-    const std::vector<string> kEverything = {""};
+    const std::vector<string> kEverything = {""}, kNothing = {"\n"};
 
 private:
     string record_;

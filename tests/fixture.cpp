@@ -26,10 +26,6 @@ string WithoutRoot(const string& text) {
     return Replaced(text, ZERBIN_ROOT, "");
 }
 
-string OneLine(const string& text) {
-    return Replaced(text, "\n", "\\n");
-}
-
 // The lines; of groups that are repeated, with other numbers perhaps, only the first and the last.
 std::vector<string> Folded(const std::vector<string>& lines) {
     constexpr size_t kLongestGroup = 12, kFewestTimes = 3;
@@ -149,6 +145,10 @@ string WithoutNumbers(const string& line) {
     for (const char c : line)
         if (isdigit(c & 0xFF) == 0 || text.empty() || text.back() != '#') text += isdigit(c & 0xFF) ? '#' : c;
     return text;
+}
+
+string OneLine(const string& text) {
+    return Replaced(text, "\n", "\\n");
 }
 
 string Quoted(const char* text) {

@@ -15,43 +15,27 @@ void Select(const string& content) {
 }
 
 TEST_F(IniTest, FindsTheValue) {
-    const string kMegabyte(1 << 20, 'x'), kLong(126, 's');
-    const struct {
-        string content, value;
-    } kRows[] = {{"[A]\n  name =  x y  \n", "x y"},
-                 {"[A]\nname=   \n", ""},
-                 {"[A]\nname=a=b\n", "a=b"},
-                 {"[A]\nname=\tx\t\n", "\tx\t"},
-                 {"[A]\nname\t=x\n", "default"},
-                 {"[A]\nname=x", "x\xFF"},
-                 {"\r\n[\rA]\r\n\r\n\nna\rme=x\r\n", "x"},
-                 {"[A]\nname=x\0y\n"s, "x"},
-                 {"\x80\xFE\n[A]\nname=\xC3\xA9\n", "\xC3\xA9"},
-                 {"[A]\nname=[x]\n", "[x]"},
-                 {"; [A] here\nname=x\n", "x"},
-                 {"[ A ]\nname=x\n", "default"},
-                 {"[a]\nname=x\n", "default"},
-                 {"[A]\nName=x\n", "default"},
-                 {"[A]\nb=1\n[B]\nname=x\n", "default"},
-                 {"[A]\nb=]1[\nname=x\n", "default"},
-                 {"[A]\nb=1]\nname=x\n", "x"},
-                 {"[A]\nb=[1\nname=x\n", "x"},
-                 {"[A]\npath=/x/name\n", "/x/name"},
-                 {"[A]\nxname=1\nname=2\n", "2"},
-                 {"[A]\nname  \nb=1\n", ""},
-                 {"", "default"},
-                 {"\0\n[A]\nname=x\n"s, "default"},
-                 {kMegabyte + "\n[A]\n" + kMegabyte + "\nname=x\n", "x"},
-                 {"[A]\nname=" + kMegabyte + "\n", string(1018, 'x')},
-                 {"[A]\n" + kMegabyte, "default"}};
-    for (const auto& [content, value] : kRows) {
-        Select(content);
-        EXPECT_EQ(ReadString("A", "name", "default"), value) << Shown(content);
-    }
-    for (const size_t length : {125u, 126u}) {  // with its bracket, 126 characters are all that count
-        Select("[" + string(length, 's') + "\nname=x\n");
-        EXPECT_STREQ(ReadString(string(200, 's').c_str(), "name", "default"), length < 126 ? "default" : "x");
-    }
+    const string kMegabyte(1 << 20, 'x'), kSection(200, 's');
+    const auto find = [&](const string& section, const std::vector<string>& contents) {
+        Case("name in section " + section, kNothing, [&](Result result) {
+            for (const string& content : contents) {
+                Select(content);
+                result << Shown(OneLine(content)) << ": "
+                       << Quoted(ReadString(section.c_str(), "name", "default")) << "\n";
+            }
+        });
+    };
+    // clang-format off
+    find("A", {
+        "[A]\n  name =  x y  \n", "[A]\nname=   \n", "[A]\nname=a=b\n", "[A]\nname=\tx\t\n", "[A]\nname\t=x\n",
+        "[A]\nname=x", "\r\n[\rA]\r\n\r\n\nna\rme=x\r\n", "[A]\nname=x\0y\n"s, "\x80\xFE\n[A]\nname=\xC3\xA9\n",
+        "[A]\nname=[x]\n", "; [A] here\nname=x\n", "[ A ]\nname=x\n", "[a]\nname=x\n", "[A]\nName=x\n",
+        "[A]\nb=1\n[B]\nname=x\n", "[A]\nb=]1[\nname=x\n", "[A]\nb=1]\nname=x\n", "[A]\nb=[1\nname=x\n",
+        "[A]\npath=/x/name\n", "[A]\nxname=1\nname=2\n", "[A]\nname  \nb=1\n", "", "\0\n[A]\nname=x\n"s,
+        kMegabyte + "\n[A]\n" + kMegabyte + "\nname=x\n", "[A]\nname=" + kMegabyte + "\n", "[A]\n" + kMegabyte});
+    // clang-format on
+    // With its bracket, 126 characters are all that count.
+    find(kSection, {"[" + string(125, 's') + "\nname=x\n", "[" + string(126, 's') + "\nname=x\n"});
 }
 
 TEST_F(IniTest, Calls) {
@@ -100,17 +84,13 @@ TEST_F(IniTest, Calls) {
 }
 
 TEST_F(IniTest, LinesAndTexts) {
-    for (const auto& [content, lines] : {std::pair{"", "'\xFF' to 0, "},
-                                         {"\n\n", "'\xFF' to 2, "},
-                                         {"a\n\r\n\nb c", "'a' to 2, 'b c\xFF' to 8, "},
-                                         {"a\n", "'a' to 2, '\xFF' to 2, "}}) {
+    for (const char* content : {"", "\n\n", "a\n\r\n\nb c", "a\n"}) {
         Write("/f", content);
-        FILE* file = fopen(Path("/f").c_str(), "rb");
-        string read;
-        while (const char* line = ReadLine(file))
-            read += Quoted(line) + " to " + std::to_string(ftell(file)) + ", ";
-        EXPECT_EQ(read, lines);
-        fclose(file);
+        Case("lines of '" + string(content) + "'", kNothing, [](Result result) {
+            FILE* file = fopen(Path("/f").c_str(), "rb");
+            while (const char* line = ReadLine(file)) result << Quoted(line) << " to " << ftell(file) << ", ";
+            fclose(file);
+        });
     }
     char spaces[] = "  ", text[] = "  a b  ";
     EXPECT_STREQ(GetKeyValue("a= b=c "), " b=c ");
