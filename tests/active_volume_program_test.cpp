@@ -189,9 +189,7 @@ const char kFile[] = "/SysConfig.dat";
 
 // The setup file with another line for one of the keys, or without a key.
 string Section(const string& change = "") {
-    string file =
-        "[Other]\nSD_THIRD_SETUP=no\n[SD_THIRDPARTY_SETUP]\nSD_THIRD_SETUP=Yes\nSD_THIRD_FILE_PATH=Pelluria\n"
-        "SD_THIRD_FILE_NAME=ThirdPartySetup.dmg\nSD_RUN_THIRD_FILE_ONCE=yes\n[End]\n";
+    string file = "[Other]\nSD_THIRD_SETUP=no\n" + SetupFile() + "[End]\n";
     const size_t line = file.rfind(change.substr(0, change.find_first_of(" =")) + "=");
     const size_t end = file.find('\n', line) + 1;
     if (!change.empty())
@@ -199,7 +197,7 @@ string Section(const string& change = "") {
     return file;
 }
 
-// Runs the setup; tells how it ended, how long it waited, and what is different in the file.
+// Runs the setup; tells how it ended, how long it waited, and where the file is different.
 void Install(Result result, const char* head = "open \"", const string& prefix = kFolder) {
     const string before = Read(kFile);
     result << RunSDProgram(Path(kFile).c_str(), head, prefix.c_str()) << " after " << scene.slept << " s";
@@ -213,10 +211,11 @@ TEST_F(SetupTest, RunSDProgram) {
     for (const char* volume : {"Pelluria", "Third Party Setup", "Driver. Setup", "Installer", ".pkg"})
         MakeFolder("/Volumes/"s + volume);
     const std::vector<string> kMessages = {"RunSDProgram ---"}, kCommands = {"RunSDProgram ---", "* system"};
-    const auto install = [](Result result) { Install(result); };
-    const auto run = [&](const string& title, const string& file, const std::vector<string>& parts) {
+    const auto run = [&](
+                         const string& title, const string& file, const std::vector<string>& parts,
+                         const std::function<void(Result)>& call = [](Result result) { Install(result); }) {
         Write(kFile, file);
-        Case(title, parts, install);
+        Case(title, parts, call);
     };
     run("as it is", Section(), kCommands);
     for (const string& change :
@@ -240,19 +239,16 @@ TEST_F(SetupTest, RunSDProgram) {
         scene.answers = {{part, {256}}};
         run("the "s + part + " cannot be opened", Section(), kCommands);
     }
-    Write(kFile, Section());
     for (const size_t slashes : {2001u, 2002u})  // the longest command, and one character more
-        Case(std::to_string(slashes) + " slashes", {"too long", "* system"},
-             [&](Result result) { Install(result, "open \"", Path("/Volumes") + string(slashes, '/')); });
+        run(std::to_string(slashes) + " slashes", Section(), {"too long", "* system"},
+            [&](Result result) { Install(result, "open \"", Path("/Volumes") + string(slashes, '/')); });
     const size_t length =
         (kFolder + "Third Party Setup").size();  // the head and this stay below the buffer's size
-    for (const size_t head : {1023 - length, 1024 - length}) {
-        Write(kFile, Section());
-        Case("head of " + std::to_string(head), {"small", "RunSDProgram exit"},
-             [&](Result result) { Install(result, string(head, 'h').c_str()); });
-    }
-    Write(kFile, Section());
-    Case("twice", {"RunSDProgram exit"}, [](Result result) { Install(result), Install(result << "; "); });
+    for (const size_t head : {1023 - length, 1024 - length})
+        run("head of " + std::to_string(head), Section(), {"small", "RunSDProgram exit"},
+            [&](Result result) { Install(result, string(head, 'h').c_str()); });
+    run("twice", Section(), {"RunSDProgram exit"},
+        [](Result result) { Install(result), Install(result << "; "); });
     Case("nothing to do", kEverything, [](Result result) {
         Install(result << "empty head ", ""), Install(result << "; null head ", nullptr);
         Install(result << "; empty folder ", "c", "");
@@ -261,9 +257,9 @@ TEST_F(SetupTest, RunSDProgram) {
                << RunSDProgram(nullptr, "c", "/");
     });
     Remove(kFile);
-    Case("missing", install);
+    Case("missing", [](Result result) { Install(result); });
     MakeFolder(kFile);
-    Case("folder", install);
+    Case("folder", [](Result result) { Install(result); });
 }
 
 TEST_F(SetupTest, MarksBeyond32Bits) {

@@ -26,7 +26,7 @@ string WithoutRoot(const string& text) {
     return Replaced(text, ZERBIN_ROOT, "");
 }
 
-// The lines; of groups that are repeated, with other numbers perhaps, only the first and the last.
+// The lines; of groups that are repeated, with other numbers perhaps, only the last.
 std::vector<string> Folded(const std::vector<string>& lines) {
     constexpr size_t kLongestGroup = 12, kFewestTimes = 3;
     std::vector<string> folded;
@@ -42,13 +42,10 @@ std::vector<string> Folded(const std::vector<string>& lines) {
             folded.push_back(lines[at++]);
             continue;
         }
-        const std::vector<string> first(lines.data() + at, lines.data() + at + length);
+        const string unit = length == 1 ? " line " : " lines ";
+        folded.push_back("(" + std::to_string(length) + unit + std::to_string(times) + " times, at last:)");
         at += times * length;
-        const std::vector<string> last(lines.data() + at - length, lines.data() + at);
-        folded.insert(folded.end(), first.begin(), first.end());
-        folded.push_back((length == 1 ? "(this line " : "(these " + std::to_string(length) + " lines ") +
-                         std::to_string(times) + " times" + (first == last ? ")" : ", at last:)"));
-        if (first != last) folded.insert(folded.end(), last.begin(), last.end());
+        for (; length > 0; --length) folded.push_back(lines[at - length]);
     }
     return folded;
 }
@@ -193,11 +190,9 @@ void DaemonTest::Case(const string& title, const std::vector<string>& parts,
     std::istringstream happened(Happened([&] { call(result); }));
     for (string line; std::getline(happened, line);) {
         const auto isInLine = [&](const string& part) { return line.find(part) != string::npos; };
+        const bool isWanted = parts.empty() || std::any_of(parts.begin(), parts.end(), isInLine);
         const bool isEnter = line.size() > 6 && line.rfind(" Enter") == line.size() - 6;
-        if (parts.empty()
-                ? !isEnter
-                : std::any_of(parts.begin(), parts.end(), isInLine) && (!isEnter || parts == kEverything))
-            lines.push_back(Shown(line));
+        if (isWanted && (!isEnter || parts == kEverything)) lines.push_back(Shown(line));
     }
     record_ += "== " + Shown(OneLine(WithoutRoot(title))) + "\n";
     for (const string& line : Folded(lines)) record_ += line + "\n";
