@@ -9,14 +9,16 @@ work=/var/lib # nobody but root can write on the way there
 [ "$(id -u)" = 0 ] && [ -d $work ] || work=${TMPDIR:-/tmp}
 work=$(mktemp -d "${work%/}/zerbin-test.XXXXXX")
 chmod 755 "$work"
+mkdir "$work/bin" "$work/state"
 : >"$work/out"
+export MAC_STATE="$work/state"
 clean_up() { :; } # what else a test has to undo
 trap 'clean_up; chmod -R u+rwX "$work"; rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT TERM
 
 fail() { printf 'FAILED: %s\n' "$*" && cat "$work/out" && exit 1; }
 check() { "$@" || fail "$@"; }
-says() { grep -qF -e "$1" "$work/out" || fail "not said: $1"; }
+says() { [ -z "$1" ] || grep -qF -e "$1" "$work/out" || fail "not said: $1"; }
 says_not() { ! grep -F -e "$1" "$work/out" || fail "said: $1"; }
 
 # expect STATUS TEXT COMMAND...: the command ends with that status, and says that text.
@@ -24,7 +26,7 @@ expect() {
     status=$1 text=$2 ended=0
     shift 2
     "$@" >"$work/out" 2>&1 </dev/null || ended=$?
-    [ $ended = "$status" ] || fail "ended with $ended: $*"
+    [ $ended = "$status" ] || fail "ended with $ended, and was to say \"$text\": $*"
     says "$text"
 }
 
@@ -36,3 +38,12 @@ refuse() {
     check [ "$(state)" = "$before" ]
 }
 state() { find "$work" ! -path "$work/out" -exec ls -ldn {} + | awk '{ print $1, $3, $4, $NF }'; }
+
+# Links what stands in for a Mac's tools (tests/mac) under the names of these.
+use_fakes() {
+    for fake; do
+        file=$repository/tests/mac/$fake
+        [ -e "$file" ] || file=$repository/tests/mac/tool
+        ln -s "$file" "$work/bin/$fake"
+    done
+}

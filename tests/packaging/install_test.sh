@@ -7,39 +7,35 @@ use_fakes launchctl stat sudo
 make_sources 1.0
 make_sources 1.1
 
-# ---- Bad input: one or two lines, the right status, and nothing is touched
-tree() { find "$root" -exec ls -ldn {} + | awk '{ print $1, $3, $4, $NF }'; }
-refuse() {
-    status=$1 text=$2 before=$(tree)
+# ---- Bad input: status, text, arguments
+refuse_install() {
+    status=$1 text=$2
     shift 2
-    try "$work/1.0/packaging/install" --daemon "$work/Zerbin" --user "$user" "$@" && fail "installed: $*"
-    check [ $? = "$status" ]
-    says "$text"
-    check [ "$(wc -l <"$work/out")" -le 2 ]
-    check [ "$(tree)" = "$before" ]
+    refuse "$status" "$text" "$work/1.0/packaging/install" --daemon "$work/Zerbin" --user "$user" "$@"
 }
 mkdir -p "$root/usr/local/bin/zerbin-explain"
-refuse 1 "zerbin-explain is in the way" "$root"
+refuse_install 1 'zerbin-explain is in the way' "$root"
 rmdir "$root/usr/local/bin/zerbin-explain"
-refuse 2 'usage: install [--dry-run]' --force "$root"
-refuse 2 'usage: install' "$root" "$root"
-refuse 2 'usage: install' ''
-refuse 2 'usage: install' "$root" --user
-refuse 1 'use letters, digits, blanks' "$work/it's"
-refuse 1 'use letters, digits, blanks' "$work/two
+refuse_install 2 'usage: install [--dry-run]' --force "$root"
+refuse_install 2 'usage: install' "$root" "$root"
+refuse_install 2 'usage: install' ''
+refuse_install 2 'usage: install' "$root" --user
+refuse_install 1 'use letters, digits, blanks' "$work/it's"
+refuse_install 1 'use letters, digits, blanks' "$work/two
 lines"
-refuse 1 'without . and ..' "$work/1.0/../mac"
-refuse 1 'there is no user n?body' --user 'n
+refuse_install 1 'without . and ..' "$work/1.0/../mac"
+refuse_install 1 'there is no user n?body' --user 'n
 body' "$root"
-refuse 1 'there is no user -r' --user -r "$root"
-refuse 1 'built for another root' "$work/blank root"
-refuse 1 'there is no daemon at' --daemon "$work/none" "$root"
+refuse_install 1 'there is no user -r' --user -r "$root"
+refuse_install 1 'built for another root' "$work/blank root"
+refuse_install 1 'there is no daemon at' --daemon "$work/none" "$root"
 ln -s "$work" "$folder"
-refuse 1 "$folder is a link" "$root"
+refuse_install 1 "$folder is a link" "$root"
 rm "$folder"
-(ulimit -f 16 && refuse 1 'failed, and nothing was changed' "$root") || exit # in effect, a full disk
+(ulimit -f 16 && refuse_install 1 'failed, and nothing was changed' "$root") || exit # in effect, a full disk
 if [ "$(id -u)" != 0 ]; then
-    chmod 555 "$root" && refuse 1 'failed, and nothing was changed' "$root"
+    chmod 555 "$root"
+    refuse_install 1 'failed, and nothing was changed' "$root"
     chmod 755 "$root"
 fi
 
@@ -50,14 +46,11 @@ next_shell() {
     command -v "${shell%% *}" >/dev/null || next_shell
 }
 shells='dash,bash --posix,busybox sh,sh'
-more='644 packaging/config /usr/local/share/zerbin/explain/more
-755 packaging/status /usr/local/bin/zerbin-more'
-echo "$more" >>"$work/1.0/packaging/files"
+echo '644 packaging/config /usr/local/share/zerbin/explain/more
+755 packaging/status /usr/local/bin/zerbin-more' >>"$work/1.0/packaging/files"
 echo 'new_key=1' >>"$work/1.1/packaging/config"
 : >"$MAC_STATE/logged-in"
-
-check install_it 1.0
-says 'installed 1.0,'
+expect 0 'installed 1.0,' install_it 1.0
 files "$root" >"$work/files-1.0"
 grep '^[0-9]' "$work/1.0/packaging/files" | while read -r mode _ path; do check [ "$(find "$root$path" -perm "$mode")" ]; done
 check [ "$(find "$folder" -perm 755 -user "$user")" ]
@@ -65,11 +58,9 @@ check grep -q "<string>$item/TovrikZerbin</string>" "$agent"
 
 next_shell
 mkdir "$share/.zerbin-lock" && echo $$ >"$share/.zerbin-lock/process"
-! install_it 1.1 || fail 'two at once'
-says "another installation is running, process $$"
+expect 1 "another installation is running, process $$" install_it 1.1
 echo 999999999 >"$share/.zerbin-lock/process" # one that was killed
-check install_it 1.1
-says 'installed 1.0 → 1.1'
+expect 0 'installed 1.0 → 1.1' install_it 1.1
 check cmp -s "$item/config" "$work/1.1/packaging/config"
 grep -v -e /more -e zerbin-more "$work/files-1.0" >"$work/files-1.1"
 files "$root" | check diff "$work/files-1.1" -
@@ -78,58 +69,49 @@ check [ ! -d "$share/explain" ]
 next_shell
 echo 'disable_cdrom=true' >>"$item/config"
 cp "$item/config" "$work/config"
-check install_it 1.0
-says "is $item/config.new"
+expect 0 "is $item/config.new" install_it 1.0
 next_shell
-check install_it 1.0
-says 'installed 1.0 again'
-! grep -q config.new "$work/out" || fail 'offers the same sample twice'
+expect 0 'installed 1.0 again' install_it 1.0
+says_not config.new # the same sample twice
 check cmp -s "$item/config" "$work/config"
 
 mv "$work/1.0" "$work/gone" # neither status nor uninstall needs sources
 mv "$share/receipt" "$work/receipt"
-refuses "$share/uninstall"
+expect 1 'receipt is missing' "$share/uninstall"
 mv "$work/receipt" "$share/receipt"
 for _ in 1 2 3 4; do
     next_shell
-    check try $shell "$item/TovrikZerbin" version
-    says 1.0
-    check try $shell "$share/uninstall" --dry-run
-    says 'nothing was changed; without --dry-run'
-    check [ -x "$item/Zerbin" ]
+    expect 0 1.0 $shell "$item/TovrikZerbin" version
+    expect 0 'nothing was changed; without --dry-run' $shell "$share/uninstall" --dry-run
 done
-check try "$share/uninstall"
+check [ -x "$item/Zerbin" ]
+expect 0 uninstalled "$share/uninstall"
 mv "$work/gone" "$work/1.0"
 check [ "$(files "$root")" = ./Library/StartupItems/TovrikZerbin/config ]
 check [ ! -e "$share" ]
-check try "$work/1.0/packaging/uninstall" "$root"
-says 'nothing was installed'
+expect 0 'nothing was installed' "$work/1.0/packaging/uninstall" "$root"
 
 # ---- What launchd is asked, in order, and what it answers
-calls() {
-    sed "s/$uid/UID/g; s|$root||; s/tovrik.zerbin/AGENT/; s/^launchctl //" "$MAC_STATE/calls" | tr '\n' ';'
+asks() { # the calls, then the command
     : >"$MAC_STATE/calls"
+    calls=$1
+    shift
+    expect 0 '' "$@"
+    check [ "$(sed "s/$uid/UID/g; s|$root||; s/tovrik.zerbin/AGENT/; s/^launchctl //" "$MAC_STATE/calls" | tr '\n' ';')" = "$calls" ]
 }
-: >"$MAC_STATE/calls"
-check install_it 1.0
 start='print gui/UID;print gui/UID/AGENT;'
-check [ "$(calls)" = "print gui/UID/AGENT;${start}enable gui/UID/AGENT;bootstrap gui/UID /Library/LaunchAgents/AGENT.plist;" ]
-check try "$item/TovrikZerbin" start
-check [ "$(calls)" = "${start}kickstart gui/UID/AGENT;" ]
-check try "$item/TovrikZerbin" stop
-check [ "$(calls)" = 'print gui/UID/AGENT;bootout gui/UID/AGENT;' ]
+asks "print gui/UID/AGENT;${start}enable gui/UID/AGENT;bootstrap gui/UID /Library/LaunchAgents/AGENT.plist;" install_it 1.0
+asks "${start}kickstart gui/UID/AGENT;" "$item/TovrikZerbin" start
+asks 'print gui/UID/AGENT;bootout gui/UID/AGENT;' "$item/TovrikZerbin" stop
 : >"$MAC_STATE/refused"
-echo '#!/bin/sh' >"$work/bin/sleep" && chmod +x "$work/bin/sleep" # between the tries
-refuses "$item/TovrikZerbin" start
-says 'launchctl says: Bootstrap failed: 5: Input/output error'
+use_fakes sleep # between the tries
+expect 1 'launchctl says: Bootstrap failed: 5: Input/output error' "$item/TovrikZerbin" start
 says 'System Settings > General > Login Items'
 rm "$MAC_STATE/logged-in" "$work/bin/sleep"
-check try "$item/TovrikZerbin" start
-says 'logs in'
+expect 0 'logs in' "$item/TovrikZerbin" start
 for missing in "$folder" "$item/Zerbin"; do
     mv "$missing" "$work/aside"
-    check try "$item/TovrikZerbin" run
-    check [ "$(wc -l <"$work/out")" = 1 ]
+    expect 0 'there is no' "$item/TovrikZerbin" run
     mv "$work/aside" "$missing"
 done
 
@@ -143,22 +125,21 @@ for victim in $victims; do
     echo "644 0:0 1 1 $victim" >>"$share/receipt"
 done
 printf '644 0:0 1 1 /usr/local/bin/zerbin-\033[31m\n644\n\n' >>"$share/receipt"
-check try "$share/uninstall"
-! grep -q "$(printf '\033')" "$work/out" || fail 'a receipt reaches the terminal'
+expect 0 '' "$share/uninstall"
+says_not "$(printf '\033')"
 mkdir -p "$share" # through which one of them goes
 for victim in $victims; do check [ -e "$root$victim" ]; done
 rm -r "$root"
 
 # ---- Where launchd does not start it, the script does, and the daemon outlives the session in which it was started
 mkdir -p "$root/sbin" && : >"$root/sbin/SystemStarter"
-check install_it 1.0
+expect 0 '' install_it 1.0
 check [ ! -e "$agent" ]
 if [ -e /proc/self/exe ]; then
     pid() { find /proc/[0-9]*/exe -prune -lname "$item/Zerbin*" 2>/dev/null || :; }
     for _ in 1 2 3 4 5 6 7 8 9; do [ "$(pid)" ] || sleep 0.1; done
-    first=$(pid)
-    check [ "$first" ]
-    check try "$item/TovrikZerbin" stop
+    check [ "$(pid)" ]
+    expect 0 '' "$item/TovrikZerbin" stop
     check [ -z "$(pid)" ]
     python3 - "$item/TovrikZerbin" <<'END' # in a terminal that is then closed
 import os, pty, sys
@@ -172,12 +153,12 @@ os.close(terminal)
 os.waitpid(process, 0)
 END
     rm -r "$folder" # by which it knows its user
-    check try "$share/uninstall"
+    expect 0 '' "$share/uninstall"
     check [ -z "$(pid)" ]
 fi
 
 # ---- cmake --install stages what is installed
-check install_it 1.0
+expect 0 '' install_it 1.0
 DESTDIR=$work/stage cmake --install "$1" >/dev/null
 (cd "$root" && files . | grep -v -e TovrikZerbin/config -e /receipt -e /more -e zerbin-more -e sbin) >"$work/installed"
 (files "$work/stage" | grep -v LaunchAgents) | check diff "$work/installed" -

@@ -19,40 +19,41 @@ installed() {
     (cd "$root" && find . -name '.zerbin-*' -prune -o -type f -exec ls -ln {} + -exec cksum {} + |
         sed 's/^\([^ ]*-[^ ]*\) *[0-9]*/\1/; s/ [A-Z][a-z][a-z] .* \./ ./')
 }
-check install_it 1.0
+expect 0 '' install_it 1.0
 old=$(installed)
 cp -Rp "$root" "$work/saved"
-check install_it 1.1
+expect 0 '' install_it 1.1
 new=$(installed)
 
 # Each command of the scripts counts, and at the chosen number sends the installation the chosen signal.
 mkdir "$work/counting"
-for command in /bin/cat /bin/chmod /bin/ln /bin/ls /bin/mkdir /bin/mv /bin/rm /bin/rmdir /usr/bin/cksum /usr/bin/cmp \
-    /usr/bin/find /usr/bin/grep /usr/bin/head /usr/bin/sed /usr/bin/sort "$(command -v chown)" "$(command -v sleep)"; do
-    cat >"$work/counting/${command##*/}" <<END
+for command in cat chmod ln ls mkdir mv rm rmdir cksum cmp find grep head sed sort chown sleep; do
+    cat >"$work/counting/$command" <<END
 #!/bin/sh
 until read -r n <"$work/count"; do :; done # somebody else is writing it
 n=\$((n + 1))
 echo \$n >"$work/count"
 read -r at what <"$work/kill"
 [ \$n != \$at ] || kill -\$what \$(/bin/cat "$work/process") || :
-exec $command "\$@"
+exec $(command -v $command) "\$@"
 END
-    chmod +x "$work/counting/${command##*/}"
 done
+chmod +x "$work/counting"/*
 upgrade() { # $1 is the command at which it gets the signal $2
     rm -rf "$root"
     cp -Rp "$work/saved" "$root"
     echo "$*" >"$work/kill"
     echo 0 >"$work/count"
-    try sh -c "echo \$\$ >'$work/process'; exec '$work/1.1/packaging/install' --user $user --daemon '$work/Zerbin' '$root'" || :
+    sh -c "echo \$\$ >'$work/process'; exec '$work/1.1/packaging/install' --user $user --daemon '$work/Zerbin' '$root'" \
+        >"$work/out" 2>&1 || :
     while read -r holder <"$share/.zerbin-lock/process" && kill -0 "$holder"; do sleep 0.1; done 2>/dev/null
 }
 upgrade none KILL
 commands=$(cat "$work/count")
 check [ "$commands" -gt 50 ]
-signals=KILL n=1 olds=0 news=0
-[ "${1-}" != --long ] || signals='KILL TERM'
+signals=KILL step=7 olds=0 news=0
+[ "${1-}" != --long ] || signals='KILL TERM' step=1
+n=1
 while [ $n -le "$commands" ]; do
     for signal in $signals; do
         upgrade $n "$signal"
@@ -64,18 +65,13 @@ while [ $n -le "$commands" ]; do
         [ "$signal" = KILL ] || check [ -z "$(find "$root" -name '.zerbin-*')" ]
     done
     mv "$work/counting" "$work/aside"
-    check install_it 1.1
+    expect 0 '' install_it 1.1
     mv "$work/aside" "$work/counting"
     check [ "$(installed)" = "$new" ]
     check [ -z "$(find "$root" -name '.zerbin-*')" ]
     # The names change in the last third.
-    if [ "$signals" != KILL ]; then
-        n=$((n + 1))
-    elif [ $((n * 10)) -lt $((commands * 7)) ]; then
-        n=$((n + commands / 4))
-    else
-        n=$((n + 7))
-    fi
+    [ $step = 1 ] || [ $((n * 10)) -ge $((commands * 7)) ] || n=$((n + commands / 4 - step))
+    n=$((n + step))
 done
 check [ $((olds * news)) -gt 0 ]
 echo "ok: $((olds + news)) interruptions of $commands commands, $olds left the old version, $news the new one"
