@@ -43,7 +43,7 @@ use_shell() {
         [ ! -f "$file" ] || ! head -n 1 "$file" | grep -q '^#!.*sh' || sed -i "1s|.*|#!$*|" "$file"
     done
 }
-# Each line of its input: a status, a text, and a step of the desk that ends and answers so; or "TOOL.busy N".
+# Each line of its input: status, text, and the step of the desk that ends and answers so; or VERB.busy and how often.
 steps() {
     while IFS='|' read -r status text step; do
         # shellcheck disable=SC2086 # the words of the step
@@ -86,8 +86,6 @@ steps <<'END'
 0||until ready
 0||stop
 1|needs the simulated Mac|login mika
-1|needs the simulated Mac|finder off
-1|needs the simulated Mac|port on
 1|needs the simulated Mac|plug --refuse
 1|needs the simulated Mac|start --as root
 1|leads out of the desk|remove Volumes/Pelluria
@@ -96,11 +94,10 @@ create.busy|10
 create.busy|9
 0||new
 END
-for volume in a:b 'Third Party Setup'; do
-    mkdir "$MAC_VOLUMES/$volume"
-    expect 1 "there is a volume /Volumes/$volume already" desk/desk plug --label a/b
-    [ "$volume" = a:b ] || expect 1 "there is a volume /Volumes/$volume already" desk/desk new
-    rmdir "$MAC_VOLUMES/$volume"
+for taken in 'a:b|plug --label a/b' 'Third Party Setup|plug' 'Third Party Setup|new'; do
+    mkdir "$MAC_VOLUMES/${taken%|*}"
+    echo "1|there is a volume /Volumes/${taken%|*} already|${taken#*|}" | steps
+    rmdir "$MAC_VOLUMES/${taken%|*}"
 done
 steps <<'END'
 0||new
@@ -113,9 +110,8 @@ attach.busy|2
 1|stop the daemon first|plug --label Other
 0||until ready
 END
-expect 0 '' desk/desk expect mount 'at /Volumes/Pelluria without nobrowse'
 for _ in 1 2; do PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPartySetup.dmg"; done # it is mounted once
-expect 0 'disk     disk2, label Pelluria' desk/desk status
+expect 0 'volume   disk2s1 at /Volumes/Pelluria without nobrowse' desk/desk status
 check [ "$(grep -cx 'volume   disk3s1 at /Volumes/Third Party Setup without nobrowse' "$work/out")" = 1 ]
 steps <<'END'
 detach.busy|99
@@ -127,8 +123,7 @@ END
 is_clean
 
 # Whatever is left of a desk, `new` removes; what `play` is killed at, it removes itself.
-expect 0 '' desk/desk start
-expect 0 '' desk/desk plug
+printf '%s\n' '0||start' '0||plug' | steps
 read -r daemon _ <"$desk/daemon"
 kill -KILL "$daemon"
 expect 1 'has ended by itself' desk/desk until log never
@@ -153,6 +148,5 @@ printf '%s\n' new 'config name=Other' 'config path1=/Applications/Other.app' 'fo
 expect 0 '' desk/desk play desk/other.scenario
 is_clean
 for condition in 'volume Other' 'log never' 'mount Other' 'setup unchanged' ready; do
-    # shellcheck disable=SC2086 # its words
-    expect 1 'but saw' desk/desk expect $condition
+    echo "1|but saw|expect $condition" | steps
 done
