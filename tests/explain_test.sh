@@ -132,10 +132,7 @@ gzip -c "$work/log1" >"$work/gzip"
 iconv -f ascii -t utf-16 "$work/log1" >"$work/utf-16"
 : >"$work/empty"
 cd "$work"
-while IFS='|' read -r status text arguments; do
-    # shellcheck disable=SC2086 # one word each
-    expect "$status" "$text" "$repository/tools/zerbin-explain" $arguments
-done <<'END'
+each_row expect "$repository/tools/zerbin-explain" <<'END'
 0|usage|--help
 1|which is a folder|.
 1|there is no log|none

@@ -39,6 +39,16 @@ refuse() {
 }
 state() { find "$work" ! -path "$work/out" -exec ls -ldn {} + | awk '{ print $1, $3, $4, $NF }'; }
 
+# each_row expect|refuse COMMAND...: its input is a table, of which each row is status|text|arguments of the command.
+each_row() {
+    way=$1
+    shift
+    while IFS='|' read -r status text arguments; do
+        # shellcheck disable=SC2086 # one word each
+        $way "$status" "$text" "$@" $arguments
+    done
+}
+
 # Links what stands in for a Mac's tools (tests/mac) under the names of these.
 use_fakes() {
     for fake; do

@@ -43,16 +43,10 @@ use_shell() {
         [ ! -f "$file" ] || ! head -n 1 "$file" | grep -q '^#!.*sh' || sed -i "1s|.*|#!$*|" "$file"
     done
 }
-# Each line of its input: status, text, and the step of the desk that ends and answers so; or VERB.busy and how often.
-steps() {
-    while IFS='|' read -r status text step; do
-        # shellcheck disable=SC2086 # the words of the step
-        case $status in
-        *.busy) echo "$text" >"$MAC_STATE/$status" ;;
-        *) expect "$status" "$text" desk/desk $step ;;
-        esac
-    done
+step() { # of the desk, or how often hdiutil will be busy
+    case $1 in *.busy) echo "$2" >"$MAC_STATE/$1" ;; *) desk/desk "$@" ;; esac
 }
+steps() { each_row expect step; }
 faked() { # TOOL LINE TEXT COMMAND...: with that line for the tool, the command is refused
     tool=$1 line=$2
     shift 2
@@ -89,9 +83,9 @@ steps <<'END'
 1|needs the simulated Mac|plug --refuse
 1|needs the simulated Mac|start --as root
 1|leads out of the desk|remove Volumes/Pelluria
-create.busy|10
+0||create.busy 10
 1|cannot make an image|new
-create.busy|9
+0||create.busy 9
 0||new
 END
 for taken in 'a:b|plug --label a/b' 'Third Party Setup|plug' 'Third Party Setup|new'; do
@@ -101,9 +95,9 @@ for taken in 'a:b|plug --label a/b' 'Third Party Setup|plug' 'Third Party Setup|
 done
 steps <<'END'
 0||new
-attach.busy|10
+0||attach.busy 10
 1|cannot attach|plug
-attach.busy|2
+0||attach.busy 2
 0||plug
 1|there is a volume /Volumes/Pelluria already|plug
 0||start
@@ -114,9 +108,9 @@ for _ in 1 2; do PATH=$desk/bin:$PATH open "$DESK_ROOT/Volumes/Pelluria/ThirdPar
 expect 0 'volume   disk2s1 at /Volumes/Pelluria without nobrowse' desk/desk status
 check [ "$(grep -cx 'volume   disk3s1 at /Volumes/Third Party Setup without nobrowse' "$work/out")" = 1 ]
 steps <<'END'
-detach.busy|99
+0||detach.busy 99
 1|is still attached after ten tries|unplug
-detach.busy|3
+0||detach.busy 3
 0||unplug
 0||stop
 END

@@ -67,9 +67,16 @@ end_them
 in_order
 
 # ---- A folder on the way that somebody else can write, and how it is opened and closed: refused, with what to do
-for way in "$root" "$item" "$share"; do refused "chown root '$way'" "chmod 777 '$way'" "chmod 755 '$way'"; done
-refused "chown root '$root/usr/local'" "chmod 1777 '$root/usr/local'" "chmod 755 '$root/usr/local'"
-refused "chown root '$root/Library'" "chmod g+w '$root/Library'; ! '$share/set-user' nobody" "chmod g-w '$root/Library'"
+while read -r mode way; do
+    refused "chown root '$way'" "chmod $mode '$way'; expect 1 \"chown root '$way'\" '$share/set-user' nobody" "chmod 755 '$way'"
+done <<END
+777 $root
+777 $item
+777 $root/Library/LaunchAgents
+777 $share
+775 $root/Library
+1777 $root/usr/local
+END
 
 # Here he waits for the moment at which files are staged, and then swaps the folder of the log for a link.
 chmod 777 "$root/usr/local"
@@ -89,10 +96,11 @@ rm "$item/config" && mkfifo "$item/config"
 expect 0 '' install_it 1.0
 rm "$item/config"
 printf '#!/bin/sh\n: >%s\n' "$work/ran" >"$item/TovrikZerbin" && chown nobody "$item/TovrikZerbin"
-for command in "$work/1.0/packaging/install --user daemon --daemon $work/Zerbin $root" "$share/set-user daemon" "$share/uninstall"; do
-    # shellcheck disable=SC2086 # its words
-    expect 1 "not root's own file" $command
-done
+each_row expect <<END
+1|not root's own file|$work/1.0/packaging/install --user daemon --daemon $work/Zerbin $root
+1|not root's own file|$share/set-user daemon
+1|not root's own file|$share/uninstall
+END
 check [ ! -e "$work/ran" ]
 expect 0 '' install_it 1.0
 
@@ -113,13 +121,16 @@ for name in id ls find sed cat cp mv chmod awk dirname tr stat sort head uname; 
     printf '#!/bin/sh\n: >%s\n' "$work/ran" >"$work/evil/$name"
 done
 chmod +x "$work/evil"/*
-for command in "install --dry-run --user nobody --daemon $work/Zerbin $root" "uninstall --dry-run $root" 'TovrikZerbin --help'; do
-    # shellcheck disable=SC2086 # its words
-    expect 0 '' env PATH="$work/evil:$PATH" CDPATH="$work/evil" IFS=/ ENV="$work/evil/id" "$repository/packaging/"$command
-done
+each_row expect env PATH="$work/evil:$PATH" CDPATH="$work/evil" IFS=/ ENV="$work/evil/id" <<END
+0|would install|$repository/packaging/install --dry-run --user nobody --daemon $work/Zerbin $root
+0|would|$repository/packaging/uninstall --dry-run $root
+0|TovrikZerbin|$repository/packaging/TovrikZerbin --help
+END
 check [ ! -e "$work/ran" ]
-expect 1 'needs root' setpriv --reuid=nobody --clear-groups "$share/uninstall"
-expect 1 'needs root' setpriv --reuid=nobody --clear-groups "$work/1.0/packaging/install" --daemon "$work/Zerbin"
+each_row expect setpriv --reuid=nobody --clear-groups <<END
+1|needs root|$share/uninstall
+1|needs root|$work/1.0/packaging/install --daemon $work/Zerbin
+END
 
 # ---- Only its user's processes that run the daemon's file are the daemon; others neither die nor are in the way. On
 # Linux, and with a Mac's ps: the daemon, one that only calls itself so, another user's, one with two lines for a name.

@@ -7,35 +7,33 @@ use_fakes launchctl stat sudo
 make_sources 1.0
 make_sources 1.1
 
-# ---- Bad input: status, text, arguments
-refuse_install() {
-    status=$1 text=$2
-    shift 2
-    refuse "$status" "$text" "$work/1.0/packaging/install" --daemon "$work/Zerbin" --user "$user" "$@"
-}
+# ---- Bad input: one or two lines, the right status, and nothing is touched
+refused() { "$work/1.0/packaging/install" --daemon "$work/Zerbin" --user "$user" "$@"; }
 mkdir -p "$root/usr/local/bin/zerbin-explain"
-refuse_install 1 'zerbin-explain is in the way' "$root"
+refuse 1 'zerbin-explain is in the way' refused "$root"
 rmdir "$root/usr/local/bin/zerbin-explain"
-refuse_install 2 'usage: install [--dry-run]' --force "$root"
-refuse_install 2 'usage: install' "$root" "$root"
-refuse_install 2 'usage: install' ''
-refuse_install 2 'usage: install' "$root" --user
-refuse_install 1 'use letters, digits, blanks' "$work/it's"
-refuse_install 1 'use letters, digits, blanks' "$work/two
+each_row refuse refused <<END
+2|usage: install [--dry-run]|--force $root
+2|usage: install|$root $root
+2|usage: install|$root --user
+1|use letters, digits, blanks|$work/it's
+1|without . and ..|$work/1.0/../mac
+1|there is no user -r|--user -r $root
+1|there is no daemon at|--daemon $work/none $root
+END
+refuse 2 'usage: install' refused ''
+refuse 1 'use letters, digits, blanks' refused "$work/two
 lines"
-refuse_install 1 'without . and ..' "$work/1.0/../mac"
-refuse_install 1 'there is no user n?body' --user 'n
+refuse 1 'there is no user n?body' refused --user 'n
 body' "$root"
-refuse_install 1 'there is no user -r' --user -r "$root"
-refuse_install 1 'built for another root' "$work/blank root"
-refuse_install 1 'there is no daemon at' --daemon "$work/none" "$root"
+refuse 1 'built for another root' refused "$work/blank root"
 ln -s "$work" "$folder"
-refuse_install 1 "$folder is a link" "$root"
+refuse 1 "$folder is a link" refused "$root"
 rm "$folder"
-(ulimit -f 16 && refuse_install 1 'failed, and nothing was changed' "$root") || exit # in effect, a full disk
+(ulimit -f 16 && refuse 1 'failed, and nothing was changed' refused "$root") || exit # in effect, a full disk
 if [ "$(id -u)" != 0 ]; then
     chmod 555 "$root"
-    refuse_install 1 'failed, and nothing was changed' "$root"
+    refuse 1 'failed, and nothing was changed' refused "$root"
     chmod 755 "$root"
 fi
 
