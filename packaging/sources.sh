@@ -26,7 +26,7 @@ each_file() {
 listed='' written=''
 put() {
     case $2 in
-    Zerbin) cat "$daemon" ;;
+    Zerbin) cat <"$daemon" ;;
     VERSION) say "$version" ;;
     *.zerbin.plist) sed "s|<string>/|<string>$root/|" "$source/$2" ;;
     *) cat "$source/$2" ;;
