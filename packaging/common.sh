@@ -11,11 +11,14 @@ me=$(id -u)
 [ "$me" = 0 ] || PATH=$zerbin_path:$PATH
 LC_ALL=C
 export PATH LC_ALL
-unset CDPATH IFS TMPDIR PERL5LIB PERL5OPT
+unset CDPATH IFS TMPDIR PERL5LIB PERL5OPT GREP_OPTIONS CLICOLOR_FORCE QUOTING_STYLE
 umask 022
 here=$(cd -- "$here" && pwd)
 
 say() { printf '%s\n' "$*"; }
+
+# Something to know, and no reason to end if nobody is listening any more.
+tell() { (trap '' PIPE && say "$@" 2>/dev/null) || :; }
 
 complain() { printf '%s: %s\n' "${0##*/}" "$*" >&2; }
 
@@ -168,13 +171,13 @@ console_user() {
     case $console in root | _* | *[!A-Za-z0-9._-]*) ;; *) say "$console" ;; esac
 }
 
-# Whom the daemon is for, as a number: $1, else whom it was for before, else the user at the console. Empty if nobody.
+# Whom the daemon is for, as a number: $1, else whom it was for before, if there still is such a user, else the user at the console. Empty if nobody.
 choose_user() {
     if [ -n "$1" ]; then
         id -u -- "$1" 2>/dev/null || fail "there is no user $(plain "$1")"
     elif ! is_root; then
         say "$me"
-    elif [ -d "$folder" ] && [ "$(owner "$folder")" != 0 ]; then
+    elif [ -d "$folder" ] && [ "$(owner "$folder")" != 0 ] && id "$(owner "$folder")" >/dev/null 2>&1; then
         owner "$folder"
     else
         console=$(console_user)
@@ -184,7 +187,7 @@ choose_user() {
 
 check_user() {
     [ -n "$1" ] || fail 'nobody is at the console; say whose daemon it is, by --user NAME'
-    [ "$1" != 0 ] || [ -n "$root" ] || fail 'the daemon must not run as root'
+    [ "$1" != 0 ] || [ -n "$root" ] || fail 'the daemon must not run as root; name another user'
     is_root || [ "$1" = "$me" ] || fail 'only root can do that for somebody else'
 }
 
@@ -215,57 +218,63 @@ free_name() {
             return
         fi
     done
-    complain "there is no free name for $1; remove some of those that begin with $1.old"
+    complain "there is no free name for $folder/$1; remove some of those that begin with $folder/$1.old"
     return 1
 }
 
 # A log or an answer that is not the user's own file (a link, the file of the user before) makes way, within the folder.
 make_way() {
-    for path in "$folder/Zerbin.log" "$folder/cmd.txt"; do
+    for path in Zerbin.log cmd.txt; do
         [ -e "$path" ] || [ -L "$path" ] || continue
         [ -z "$(find "$path" -prune -type f -links 1 -user "$1")" ] || continue
         name=$(free_name "$path") || return
         if ! mv -f "$path" "$name"; then
-            complain "$path is in the way; unlock it (on a Mac, chflags -h nouchg '$path'), or unmount what is mounted there"
+            complain "$folder/$path is in the way; unlock it (on a Mac, chflags -h nouchg '$folder/$path')," \
+                'or unmount what is mounted there'
             return 1
         fi
-        say "moved $path, which is not this user's own file, to $name"
+        tell "moved $folder/$path, which is not this user's own file, to $name"
     done
 }
 
 # Whether root is alone with its folder: an access list can allow others what the mode forbids them, and in a volume that
 # its owner has mounted there, everybody may seem to own everything.
 is_alone() {
-    if allows_others "$folder"; then
+    if allows_others .; then
         complain "$folder has an access list; remove it, with chmod -N '$folder'"
         return 1
-    elif [ "$(volume_of "$folder")" != "$(volume_of "${folder%/*}")" ]; then
+    elif [ "$(volume_of .)" != "$(volume_of "${folder%/*}")" ]; then
         complain "a volume is mounted at $folder; unmount it"
         return 1
     fi
 }
 
 # Gives the folder of the log to a user. Until then it is somebody's who may be hostile, so it becomes root's first: nobody
-# else can change it then, not even through a folder that he holds open, and what is found in it stays.
-hand_over() {
+# else can change it then, not even through a folder that he holds open, and what is found in it stays. All is done from
+# within, so that it is one folder all the time: a volume of his, mounted there, could be gone a moment later. Nor is it
+# left half done because somebody interrupts it, or has closed what it writes to.
+hand_over() (
+    trap '' HUP INT QUIT TERM PIPE TTOU
+    cd -- "$folder" || exit
     if is_root; then
-        next=$(owner "$folder")
-        chflags nouchg "$folder" 2>/dev/null || : # a Mac's
-        chown -h 0:0 "$folder"
-        chmod 700 "$folder"
-        chmod -N "$folder" 2>/dev/null || : # a Mac's
+        next=$(owner .)
+        chflags nouchg . 2>/dev/null || : # a Mac's
+        chown 0:0 .
+        chmod 700 .
+        chmod -N . 2>/dev/null || : # a Mac's
         is_done=''
         if is_alone && make_way "$1"; then is_done=yes next=$1; fi
-        chmod 755 "$folder"
-        chown -h "$next" "$folder"
+        chmod 755 .
+        chown "$next" .
         [ -n "$is_done" ] || exit 1
     else
-        chmod 755 "$folder"
+        chmod 755 .
         make_way "$1"
     fi
-}
+)
 
-volume_of() { df -P "$1" | awk 'NR == 2 { print $1, $NF }'; }
+# In the last line, because the name of what is mounted is its owner's choice, line feeds included.
+volume_of() { df -P "$1" | awk '{ last = $1 " " $NF } END { print last }'; }
 
 # Whether two files hold the same. What is no file, like a pipe, which would have us wait, is never the same.
 is_same() { [ -f "$1" ] && [ -f "$2" ] && cmp -s "$1" "$2"; }

@@ -111,9 +111,27 @@ while IFS='|' read -r command arguments answer text; do
     refused "$text" "chmod +x '$work/bin/$command'" "rm '$work/bin/$command'"
 done <<END
 ls|-lde*'$root/usr/local'*| 0: user:nobody allow list,add_file,search|chmod -N '$root/usr/local
-ls|-lde*'$folder'| 0: user:nobody allow delete_child|chmod -N '$folder'
-df|-P*'$folder'|disk9 1 1 1 1% $folder|a volume is mounted at $folder
+ls|'-lde .'| 0: user:nobody allow delete_child|chmod -N '$folder'
+df|'-P .'|disk9 1 1 1 1% $folder|a volume is mounted at $folder
 END
+
+# A volume of his is unmounted while root looks at it: what then lies at its path stays as it is.
+mkdir "$folder.his" && ln -s x "$folder.his/cmd.txt"
+printf '%s\n' '#!/bin/sh' "[ \$1 != 700 ] || { mv '$folder' '$folder.volume' && mv '$folder.his' '$folder'; }" 'exec /bin/chmod "$@"' \
+    >"$work/bin/chmod" && chmod +x "$work/bin/chmod"
+install_it 1.0 >"$work/out" 2>&1 || :
+check [ "$(readlink "$folder/cmd.txt")" = x ]
+rm -r "$work/bin/chmod" "$folder" && mv "$folder.volume" "$folder"
+
+# ---- Nobody reads what it says: it does everything all the same, and nothing is left half done
+for closed in '| true' '>&- 2>&- <&-'; do
+    (cd "$folder" && exec_as nobody ln -s "$work/victim" cmd.txt)
+    # shellcheck disable=SC2016 # eval's
+    check eval '{ sleep 0.2; "$work/1.0/packaging/install" --user nobody --daemon "$work/Zerbin" "$root"; }'" $closed"
+    in_order
+    check [ ! -L "$folder/cmd.txt" ]
+    (cd "$folder" && rm -f cmd.txt*)
+done
 
 # ---- What the caller's environment brings along is not used, and root's work is root's
 mkdir "$work/evil"
