@@ -62,6 +62,7 @@ problem  the agent is switched off | rm "$MAC_STATE/loaded"; : >"$MAC_STATE/disa
 note     the agent is not loaded; it will be when $user logs in | rm "$MAC_STATE/loaded" "$MAC_STATE/logged-in"
 problem  the daemon is not running | echo "$uid $process sleep $item/Zerbin" >"$MAC_STATE/processes"
 problem  2 daemons are running | cat "$work/saved-state/processes" >>"$MAC_STATE/processes"
+note     user 4242 runs the daemon too | echo "4242 $$ Zerbin $item/Zerbin" >>"$MAC_STATE/processes"
 problem  the daemon runs as root, and its log belongs to $user | echo "0 $process Zerbin $item/Zerbin" >"$MAC_STATE/processes"
 note     nobody is at the console | rm "$MAC_STATE/console"
 note     mo is at the console | echo mo >"$MAC_STATE/console"
@@ -95,6 +96,7 @@ problem  $user cannot write $setup | chown root "$setup"
 problem  $folder/cmd.txt is not $user's own file | ln -s x "$folder/cmd.txt"
 problem  $folder belongs to user 4242, for whom | chown 4242 "$folder"
 problem  $config belongs to $user | chown "$user" "$config"
+problem  users other than root can change $root/usr/local/share, so | chown "$user" "$root/usr/local/share"; echo ls >"$share/status"
 END
 write_log 'DiskMountCallback Enter' 'are not same return.....'
 expect 1 'packaging/install --user NAME' "$item/TovrikZerbin" status
