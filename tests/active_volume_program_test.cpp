@@ -63,7 +63,7 @@ TEST_F(ScannerTest, ReadKeyValue) {
     const string kPiece(1023, 'x');
     const std::pair<string, std::vector<string>> kRows[] = {
         {"x\n[S]\nPATH=x\nKEY= yes \nPATHS\n", {"[S]", "KEY", "PATH"}},
-        {"[S]\nb=1\nK=x[1]\n", {"[S]", "K", "b"}},
+        {"[S]\nb=1\nK=x1]\n", {"[S]", "K", "b"}},
         {"S\n[SX]\nS [S]\n[S]\n", {"[ S ]", "K"}},
         {"OLD_KEY_NEW \t= a=b\t\r\nKEY=\n", {" KEY ", "KEY"}},
         {"KEY\r=1\nKEY\nKEY=", {"KEY", "KEY"}},

@@ -82,9 +82,14 @@ FAKE(int, fclose, FILE* stream) {
     return fails ? EOF : Done(result);
 }
 
-// Not all systems stay at the end of a file that has grown.
-PLAIN_FAKE(char*, fgets, (char* text, int size, FILE* stream),
-           FailsOn(stream, "fgets") || feof(stream) != 0 ? nullptr : Done(fgets(text, size, stream)))
+FAKE(char*, fgets, char* text, int size, FILE* stream) {
+    if (FailsOn(stream, "fgets")) {
+        memset(text, 'e', 1);  // an error may leave anything there
+        return nullptr;
+    }
+    // Not all systems stay at the end of a file that has grown.
+    return feof(stream) != 0 ? nullptr : Done(fgets(text, size, stream));
+}
 PLAIN_FAKE(size_t, fread, (void* to, size_t size, size_t count, FILE* stream),
            FailsOn(stream, "fread") ? 0 : Done(fread(to, size, count, stream)))
 PLAIN_FAKE(int, fseek, (FILE * stream, long offset, int from),

@@ -219,8 +219,9 @@ void DaemonTest::TearDown() {
     const string name = string(test->test_suite_name()) + "." + test->name() + ".log";
     std::filesystem::remove(name);
     if (Content(GOLDEN + name) == record_) return;
-    EXPECT_EQ(Content(GOLDEN + name), record_);
     std::ofstream(name, std::ios::binary) << record_;
+    EXPECT_EQ(std::system(("diff -u '" GOLDEN + name + "' " + name).c_str()), 0)
+        << "the record differs as shown; to accept it: cp " UNIT_FOLDER "/" << name << " tests/golden/";
 }
 
 }  // namespace fakes

@@ -125,6 +125,7 @@ TEST_F(ZerbinTest, LooksAtOwnersAndFinderBeforeTheLaunch) {
     look("255 characters alike", {kLong, {"stat", {}, string(255, 'o') + "p"}, kFinder});
     look("254 characters alike", {kLong, {"stat", {}, string(254, 'o') + "p"}, kFinder});
     look("no owner printed", {kFinder});
+    Fail("fgets", 1), look("an error in the middle of the owner", {kFinder});
     for (const int pipe : {1, 2})
         Fail("popen", pipe), look(pipe == 1 ? "the first pipe fails" : "the second pipe fails", kSession);
     Fail("getpid", 1), look("no process id", {{"ps aux", {}, "root\n"}, kFinder});
