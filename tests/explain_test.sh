@@ -28,7 +28,7 @@ sed -e 's,//.*,,' -e '/^#/d' -e '/^constexpr char k/d' Common/*.cpp src/*.cpp | 
 tools/zerbin-explain --messages | sed 's/ *$//' | sort >"$work/known"
 same "$work/sources" "$work/known" 'the messages of the sources and of the catalogue'
 awk -f tools/explain/manual.awk tools/explain/messages man/zerbin.8 >"$work/manual"
-same man/zerbin.8 "$work/manual" 'DIAGNOSTICS is stale, make it anew as tools/explain/manual.awk says'
+same "$work/manual" man/zerbin.8 'DIAGNOSTICS is stale, make it anew as tools/explain/manual.awk says'
 ! command -v mandoc >/dev/null || (cd man && mandoc -Tlint ./*.[158]) || fail 'the manual pages'
 
 # ---- The cases, whose logs are made here, and what is told of them
