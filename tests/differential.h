@@ -1,4 +1,4 @@
-// The formatter held against a text, and with random directives against the C library.
+// The formatter compared with a text, and with random directives against the C library.
 #pragma once
 
 #include <algorithm>

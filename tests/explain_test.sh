@@ -1,6 +1,6 @@
 #!/bin/sh
 # explain_test.sh [golden]: tests zerbin-explain under every awk there is. With DESK_ROOT, scenarios are replayed on that
-# desk, too. With `golden` it only writes tests/explain/told.txt anew, for you to look through.
+# desk, too. With `golden` it only writes tests/explain/told.txt again, for you to review.
 case ${1-} in -h | --help) exec sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" ;; esac
 # shellcheck source=tests/helpers.sh
 . "$(dirname -- "$0")/helpers.sh"
@@ -85,7 +85,7 @@ if [ "${1-}" = golden ]; then
     exit
 fi
 
-# All bytes; and in the place of a name: pieces of pages, of shell, and of UTF-8 that is not any.
+# All bytes; and in the place of a name: pieces of pages, of shell, and of invalid UTF-8.
 {
     echo 'line 1===2009-3-5 9:4:12   Zerbin:DiskMountCallback --- actvie == pname.....'
     awk 'BEGIN { for (i = 0; i < 256; i++) if (i != 10) printf "line %d===2009-3-5 9:4:12   Zerbin:main --- %c%c\\\"\n", i + 2, i, i + 1 }'

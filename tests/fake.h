@@ -36,7 +36,7 @@ Result Done(Result result) {
 extern string g_happened;
 extern std::map<const void*, string> g_held;  // and what each is
 
-// Writes a call down, with its arguments: texts, numbers and things.
+// Records a call, with its arguments: texts, numbers and things.
 string Name(const void* thing);
 void NoteLine(const string& line);
 template <typename... Values>

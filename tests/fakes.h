@@ -1,5 +1,5 @@
-// What stands behind the calls that the daemon makes, in the test program. seam.h gives them the names of the
-// fakes, which count them, fail them on request, and write them down.
+// The fakes behind the calls that the daemon makes, in the test program. seam.h renames the calls to the
+// fakes, which count them, fail them on request, and record them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ const char kSetup[] = "/Applications/Pelluria.app/Contents/Resources/SysConfig.d
 
 // What a command that contains `part` does, run or read through a pipe: its raw wait statuses one after the
 // other (the last for ever; none: 0), what it prints, and the error number it leaves (0: none). Any other
-// command prints nothing and gives 0. A redirection and "rm -f" are really done.
+// command prints nothing and gives 0. A redirection and "rm -f" are carried out.
 struct Answer {
     string part;
     std::vector<int> statuses;
@@ -37,7 +37,7 @@ struct Scene {
     std::map<string, int> calls;                    // made so far, of those that can be made to fail
     std::map<string, std::pair<int, bool>> faults;  // the number of the call that fails, and whether for ever
     bool countLog = false;           // whether calls on the daemon's log file count, and fail, too
-    long long start = 0;             // where files that it opens stand at first
+    long long start = 0;             // the initial offset of files it opens
     std::set<int> closed;            // of the standard descriptors
     std::vector<Answer> answers;     // the first that fits is taken
     std::vector<const char*> ports;  // the callout paths of the serial services; null: a service without one
@@ -59,7 +59,7 @@ void Fail(const string& call, int n, bool forEver = false);
 // calls, each in a line; the root folder is left out of all paths.
 string Happened(const std::function<void()>& call);
 
-// What has not been given back: memory blocks, streams (but for the log), pipes, folders, properties of
+// What has not been released: memory blocks, streams (but for the log), pipes, folders, properties of
 // services; one per line. Forgets it.
 string TakeHeld();
 
@@ -77,7 +77,7 @@ void MakeVolumes();  // the modem's and the disk image's
 string SetupFile(const string& path = "Pelluria", const string& name = "ThirdPartySetup.dmg");
 std::vector<Answer> Session();  // of a user who runs the daemon, and a Finder
 
-// The text in print: bytes that are none as \xNN, and more than 20 of a kind in a row as a{21}.
+// The text in printable form: other bytes as \xNN, and more than 20 of a kind in a row as a{21}.
 string Shown(const string& text);
 string Quoted(const char* text);     // 'text', or null
 string OneLine(const string& text);  // with \\n for each line end

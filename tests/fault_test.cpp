@@ -56,7 +56,7 @@ Life Live(const string& scenario, const string& call = "", int n = 0, bool isFor
     life.served = life.log.substr(life.log.find("fault:test"));
     life.log.resize(life.log.size() - life.served.size());
     EXPECT_EQ(Shown(Read(kSetup)), Shown(kMarked));
-    const string held = TakeHeld();  // what a mark that fails leaves is left as is
+    const string held = TakeHeld();  // a failed mark leaves these behind; kept
     EXPECT_TRUE(held.empty() || (call[0] == 'f' && Count(held, kSetup) && Count(held, "block of 2054")))
         << held;
     return life;
@@ -73,7 +73,7 @@ TEST_F(FaultTest, EveryCallFailsOnceAndForEver) {
     for (const string scenario : kScenarios) {
         const Life well = Live(scenario);
         for (const auto& [call, calls] : well.calls) {
-            // The others do not fail, or nobody looks whether they did.
+            // The others do not fail, or their result is ignored.
             if (call.rfind("CF", 0) == 0 || call.rfind("DA", 0) == 0 || call == "getpid") continue;
             for (int fault = 0; fault < 2 * calls; ++fault, ++faults) {
                 SCOPED_TRACE(scenario + "; " + call + " " + std::to_string(fault / 2 + 1));

@@ -1,4 +1,4 @@
-// A buffer outside of which no read or write goes unnoticed.
+// A buffer that detects any access outside it.
 #pragma once
 
 #include <sys/mman.h>

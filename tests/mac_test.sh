@@ -1,6 +1,6 @@
 #!/bin/sh
 # mac_test.sh: runs here what runs on a Mac, under three shells, with stand-ins for a Mac's own tools (tests/mac), and with
-# nothing on the PATH that neither POSIX nor a Mac has. The daemon is built for platform/, in a hurry.
+# nothing on the PATH that neither POSIX nor a Mac has. The daemon is built for platform/, with seconds that last a millisecond.
 # shellcheck source=tests/helpers.sh
 . "$(dirname -- "$0")/helpers.sh"
 cd "$repository"

@@ -89,7 +89,7 @@ TEST(VelmarFormat, Integers) {
               {"%#.700x", "0x" + kOneOf512}});
 }
 
-// Each size by itself and in company: which one decides what is read.
+// Each size alone and combined: which one decides what is read.
 TEST(VelmarFormat, Sizes) {
     CheckSizes({"l", "ll", "j", "z", "t", "L", "q", "I", "I64", "lh", "hl", "lhh", "hhll", "jz", "NlZ",
                 "I32l", "I32I64", "hI", "wt"}, LLONG_MIN,
@@ -201,7 +201,7 @@ TEST(VelmarFormat, FloatingPoint) {
                     {"%5-9.2f", "3.14     "}, {"%9-.2f", "3.14     "}, {"%9 0.2f", " 00003.14"},
                     {"%9-7.2llf", "3.14   "}});
     Check(tuple(8, 2, 3.14159), {{"%-*.*f", "3.14    "}, {"%*-.*f", "3.14    "}, {"%*.*lle", "3.14e+00"}});
-    // On the left only by a '-'.
+    // Left-justified only by a '-'.
     Check(tuple(-8, 2, 3.14159), {{"%*.*f", "    3.14"}, {"%-*.*f", "3.14    "}, {"%0*.*f", "00003.14"}});
     Check(tuple(-1, 3.14159), {{"%.*f", "3.141590"}, {"%.*5f", "3.141590"}, {"%*-9.1f", "3.1      "}});
     Check(tuple(0, 3.14159), {{"%.*f", "3"}, {"%.*g", "3"}, {"%#.*g", "3."}, {"%.*5f", "3.14159"}});
