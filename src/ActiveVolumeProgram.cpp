@@ -134,10 +134,12 @@ int64_t ReadKeyValue(FILE* pFile, char* pKeyIOValue, int32_t nSize, int64_t* pLe
     }
     Log(kSource, "ReadKeyValue", "pKeyIOValue=%s", pKeyIOValue);
     const int64_t nKeyLen = TrimKey(pKeyIOValue);
-    if (nKeyLen == -1) {  // GCOVR_EXCL_BR_LINE: only for null
+    // GCOVR_EXCL_START: only for null
+    if (nKeyLen == -1) {
         Log(kSource, "ReadKeyValue", "TrimKey error!");
         return kNotFound;
     }
+    // GCOVR_EXCL_STOP
     long lineStart = ftell(pFile);
     if (lineStart == -1) {
         Log(kSource, "ReadKeyValue", "ftell error");

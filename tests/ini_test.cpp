@@ -61,6 +61,12 @@ TEST_F(IniTest, Calls) {
                << SectionExistsInLine(nullptr, nullptr) << ", KeyExistsInLine "
                << KeyExistsInLine(nullptr, nullptr);
     });
+    Case("no second argument", kMessages, [](Result result) {
+        char line[] = "a";
+        result << "SectionExists " << SectionExists(stdin, nullptr) << ", KeyExists "
+               << KeyExists(stdin, nullptr) << ", SectionExistsInLine " << SectionExistsInLine(line, nullptr)
+               << ", KeyExistsInLine " << KeyExistsInLine(line, nullptr);
+    });
     Case("a file that cannot be selected", kMessages, [&](Result result) {
         result << "SetIniFileName " << SetIniFileName("/none") << ", ";
         read(result, "A", "number");
