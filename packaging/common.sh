@@ -13,7 +13,7 @@ LC_ALL=C
 export PATH LC_ALL
 unset CDPATH IFS TMPDIR PERL5LIB PERL5OPT GREP_OPTIONS CLICOLOR_FORCE QUOTING_STYLE
 umask 022
-here=$(cd -- "$here" && pwd)
+here=$(cd -- "$here" && pwd | tr -s /)
 
 say() { printf '%s\n' "$*"; }
 

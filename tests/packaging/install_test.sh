@@ -137,7 +137,8 @@ if [ -e /proc/self/exe ]; then
     pid() { find /proc/[0-9]*/exe -prune -lname "$item/Zerbin*" 2>/dev/null || :; }
     for _ in 1 2 3 4 5 6 7 8 9; do [ "$(pid)" ] || sleep 0.1; done
     check [ "$(pid)" ]
-    expect 0 '' "$item/TovrikZerbin" stop
+    ln -s mac "$work/link"
+    expect 0 '' "/$work/link${item#"$root"}/TovrikZerbin" stop
     check [ -z "$(pid)" ]
     python3 - "$item/TovrikZerbin" <<'END' # in a terminal that is then closed
 import os, pty, sys
