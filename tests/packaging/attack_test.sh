@@ -12,7 +12,10 @@ exec_as() {
 }
 pids=''
 end_them() { for pid in $pids; do if kill -9 "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null || :; fi; done; }
-clean_up() { end_them; }
+clean_up() {
+    end_them
+    stop_daemon
+}
 
 # What is root's, and must stay as it is.
 mkdir "$work/victim"

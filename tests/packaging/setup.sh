@@ -1,6 +1,7 @@
 #!/bin/sh
 # setup.sh: read by the tests of packaging/. Makes copies of the sources, whose scripts find the stand-ins of tests/mac, and
-# a daemon that does nothing. Root's tests are those of an administrator who installs for somebody else.
+# a daemon that does nothing, and ends by itself if a test is killed. Root's tests are those of an administrator who
+# installs for somebody else.
 # shellcheck disable=SC2034 # for the tests
 # shellcheck source=tests/helpers.sh
 . "$(dirname -- "$0")/../helpers.sh"
@@ -16,7 +17,12 @@ export MAC_SOURCE="$work/1.0"
 : >"$MAC_STATE/calls"
 if command -v original-awk >/dev/null; then ln -s "$(command -v original-awk)" "$work/bin/awk"; fi # a Mac's
 
-clean_up() { [ ! -x "$item/TovrikZerbin" ] || "$item/TovrikZerbin" stop >/dev/null 2>&1 || :; }
+# With the system's own ps, whatever a test has put in its place.
+stop_daemon() {
+    rm -f "$work/bin/uname" "$work/bin/ps"
+    [ ! -x "$item/TovrikZerbin" ] || "$item/TovrikZerbin" stop >/dev/null 2>&1 || :
+}
+clean_up() { stop_daemon; }
 files() { (cd "$1" && find . ! -type d | sort); }
 
 # The sources as they would be in version $1, in a folder of that name.
@@ -33,7 +39,7 @@ make_sources() {
 
 echo "#include <unistd.h>
 const char config[] = \"$item/config\";
-int main() { for (;;) access(config, 0), pause(); }" >"$work/daemon.c"
+int main() { for (alarm(900);;) access(config, 0), pause(); }" >"$work/daemon.c"
 cc "$work/daemon.c" -o "$work/Zerbin"
 shell='sh'
 # shellcheck disable=SC2086 # a shell may have options

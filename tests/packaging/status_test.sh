@@ -11,6 +11,7 @@ echo "$user" >"$MAC_STATE/console"
 expect 0 '' install_it 1.0
 sleep 300 &
 process=$!
+clean_up() { kill $process 2>/dev/null || :; }
 echo "$uid $process Zerbin $item/Zerbin" >"$MAC_STATE/processes"
 resources=$root/Applications/Pelluria.app/Contents/Resources
 setup=$resources/SysConfig.dat config=$item/config log=$folder/Zerbin.log
