@@ -91,6 +91,7 @@ problem  SD_THIRD_FILE_NAME comes before SD_THIRD_FILE_PATH | write_setup SD_THI
 problem  SD_THIRD_FILE_NAME is missing | write_setup SD_THIRD_SETUP=Yes SD_THIRD_FILE_PATH=b 'SD_THIRD_FILE_NAME=a[1].dmg' SD_RUN_THIRD_FILE_ONCE=c
 problem  Arrival of 2026-11-20 09:01:00: failed: the daemon does not run as | write_log 'DiskMountCallback Enter' 'are not same return.....'
 note     Arrival of 2026-11-20 09:01:00: so far: | write_log 'DiskMountCallback Enter' 'actvie == pname.....'
+note     Arrival of 2026-11-20 09:01:00: until the daemon ended: | write_log 'DiskMountCallback Enter'; rm "$MAC_STATE/console"; : >"$MAC_STATE/processes"
 END
 [ "$(id -u)" != 0 ] || find_faults <<'END'
 problem  users other than root can change $root/usr/local | chmod 1777 "$root/usr/local"
