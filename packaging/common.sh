@@ -106,7 +106,7 @@ receipt_paths() {
         if is_ours "$path"; then
             say "$path"
         else
-            say "note: the receipt names $(plain "$path"), which is none of Zerbin's files; it is left alone" >&2
+            say "note: the receipt names $(plain "$path"), which is not one of Zerbin's files; it is left alone" >&2
         fi
     done
 }
@@ -135,7 +135,7 @@ find_shared() {
     done
 }
 
-# Prints those of the given folders, and of all above them, that root does not have for himself. On a Mac, access lists
+# Prints those of the given folders, and of all above them, that are not root's alone. On a Mac, access lists
 # can allow what the mode does not show.
 shared_ways() {
     ways=/$newline
