@@ -124,6 +124,7 @@ printf '%s\n' '#!/bin/sh' "[ \$1 != 700 ] || { mv '$folder' '$folder.volume' && 
     >"$work/bin/chmod" && chmod +x "$work/bin/chmod"
 install_it 1.0 >"$work/out" 2>&1 || :
 check [ "$(readlink "$folder/cmd.txt")" = x ]
+expect 0 '' "$item/TovrikZerbin" stop # while the folder is that of whom it was started for
 rm -r "$work/bin/chmod" "$folder" && mv "$folder.volume" "$folder"
 
 # Nobody reads what it says, and nothing is left half done.
